@@ -1,0 +1,9 @@
+#include <CLI/CLI.hpp>
+
+#include "cli/commands.h"
+
+namespace zyl::cli {
+
+void RegisterDbBuild(CLI::App& app) { (void)app; }
+
+}  // namespace zyl::cli

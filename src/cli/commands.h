@@ -1,0 +1,32 @@
+#pragma once
+// Subcommands of `zyl`. Each group lives in its own cmd_*.cpp and registers itself here.
+
+#include <string>
+#include <string_view>
+
+#include <nlohmann/json_fwd.hpp>
+
+namespace CLI {
+class App;
+}
+
+namespace zyl::cli {
+
+void RegisterMw(CLI::App& app);        // zyl mw
+void RegisterSpecies(CLI::App& app);   // zyl species, zyl db
+void RegisterDbBuild(CLI::App& app);   // zyl db build (adds to the "db" group made by RegisterSpecies)
+void RegisterReaction(CLI::App& app);  // zyl reaction
+void RegisterSheet(CLI::App& app);     // zyl sheet
+void RegisterTpp(CLI::App& app);       // zyl tpp
+void RegisterBalance(CLI::App& app);   // zyl balance, zyl stream
+
+/// The exit status that main returns; a subcommand sets it when it fails.
+int& ExitCode();
+
+/// Prints "zyl: <message>" on stderr, sets the exit status to `status` and returns it.
+int Fail(std::string_view message, int status = 1);
+
+/// Prints a JSON value on stdout, indented, followed by a newline.
+void PrintJson(const nlohmann::json& value);
+
+}  // namespace zyl::cli
