@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <map>
 #include <mutex>
 #include <set>
@@ -231,7 +232,11 @@ SpeciesCatalogue SortIntoBlocks(std::vector<SpeciesRecord>& records) {
   for (int block = 1; block <= kCatalogueEntries; ++block) {
     for (; next < species.size() && species[next].block == block; ++next) {
       auto& idx = species[next].index;
-      std::stable_sort(idx.begin(), idx.end(), [&](size_t x, size_t y) { return records[x].t1 < records[y].t1; });
+      auto key = [&](size_t i) {  // NaN sorts last, keeping the order a strict weak one
+        float t = records[i].t1;
+        return std::isnan(t) ? std::numeric_limits<float>::infinity() : t;
+      };
+      std::stable_sort(idx.begin(), idx.end(), [&](size_t x, size_t y) { return key(x) < key(y); });
       for (size_t i : idx) sorted.push_back(records[i]);
     }
     cat.entry[block] = static_cast<int32_t>(sorted.size());
