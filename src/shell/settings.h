@@ -73,5 +73,6 @@ Settings LoadUserSettings(std::string* error = nullptr);
 
 /// Shortest decimal form with a point, whatever the locale ("10", "12.5", "0.1").
 std::string FormatNumber(double v);
+std::string FormatNumber(float v);
 
 }  // namespace zyl::shell
