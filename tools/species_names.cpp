@@ -160,6 +160,7 @@ std::string IsomerPrefix(std::string_view q) {
       {"s-butyl", "sec"}, {"t-butyl", "tert"}, {"n-butane", "n"}, {"isobutane", "iso"},
       {"1-pentene", "pent-1-ene"}, {"pentyl", "n"}, {"t-pentyl", "tert"}, {"n-pentane", "n"},
       {"i-pentane", "iso"}, {"1-hexene", "hex-1-ene"}, {"n-hexyl", "n"}, {"n-hexane", "n"},
+      {"n-heptane", "n"}, {"2-methylh", "iso"}, {"n-octane", "n"}, {"isooctane", "iso"},
       {"n-octa", "n"}, {"isooct", "iso"}, {"n-buta", "n"}, {"isobut", "iso"}};
   if (q.empty()) return {};
   std::string tag;
