@@ -243,6 +243,13 @@ std::string CompositionKey(const Composition& c, double n) {
   return key;
 }
 
+/// A NASA isomer note as a common name ("cyclo-" -> "cyclo").
+std::string QualifierText(std::string_view q) {
+  std::string s = AsciiText(q);
+  while (!s.empty() && (s.back() == '-' || s.back() == ' ')) s.pop_back();
+  return s;
+}
+
 std::string NasaReference(const NasaRecord& rec) {
   return Trunc(fmt::format("NASA {} {}", rec.ref_code, rec.comment), thermo::record_layout::kReferencesLen);
 }
@@ -327,7 +334,7 @@ BuildResult BuildMainDatabase(const BuildOptions& opt, const BuildProgress& prog
       c.sp.origin = SpeciesOrigin::NasaGas;
       c.sp.references = NasaReference(rec);
       c.sp.reliability = NasaClass(rec.ref_code);
-      c.sp.common_name = AsciiText(nn.qualifier);
+      c.sp.common_name = QualifierText(nn.qualifier);
       c.segs = RecordSegments(rec, charge ? "ig" : "g", opt.t_max);
       StartAt298(c.segs);
       if (!c.segs.empty()) gas_cands.push_back(std::move(c));
@@ -344,7 +351,7 @@ BuildResult BuildMainDatabase(const BuildOptions& opt, const BuildProgress& prog
       c.sp.origin = SpeciesOrigin::NasaCondensed;
       c.sp.references = NasaReference(rec);
       c.sp.reliability = NasaClass(rec.ref_code);
-      c.sp.common_name = AsciiText(nn.qualifier);
+      c.sp.common_name = QualifierText(nn.qualifier);
       cond_cands.push_back(std::move(c));
       cond_records.emplace_back();
     }
@@ -550,9 +557,9 @@ BuildResult BuildMainDatabase(const BuildOptions& opt, const BuildProgress& prog
     for (const auto& r : sp.ranges)
       if (!r.within_tolerance) sp.reliability = kClassDerived;
     sp.mw = thermo::MolarMass(sp.name);
-    if (sp.chemical_name.empty())
-      sp.chemical_name = ElementName(c.comp, sp.origin == SpeciesOrigin::NasaGas && charge == 0, element_names);
-    if (charge != 0 && sp.origin == SpeciesOrigin::NasaGas) sp.chemical_name.clear();
+    // Element names for the elements themselves (not for their ions).
+    if (sp.chemical_name.empty() && charge == 0 && sp.origin != SpeciesOrigin::ObigtAqueous)
+      sp.chemical_name = ElementName(c.comp, sp.origin == SpeciesOrigin::NasaGas, element_names);
     sp.color_rgb = SpeciesColour(sp.name, sp.ranges.front().phase);
     res.species.push_back(std::move(sp));
   };
