@@ -2,6 +2,7 @@
 // species evaluated from the committed file matches the source data it was fitted to.
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <fstream>
