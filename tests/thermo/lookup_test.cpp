@@ -104,6 +104,13 @@ TEST_F(LookupTest, MissingOrGarbageCatalogueFallsBackToAFullScan) {
   EXPECT_FALSE(dbs_.main->catalogue_usable());
   EXPECT_TRUE(FindSpecies("Na(+a)", dbs_));
   EXPECT_TRUE(FindSpecies("H2O", dbs_));
+  // Well-formed numbers that belong to another file: detected, the whole file is scanned.
+  std::string shifted;
+  for (int i = 1; i <= 203; ++i) shifted += i < 3 ? "0\n" : "8\n";
+  testing::WriteBytes(dir_ / "MainDB6.CAT", shifted);
+  ASSERT_TRUE(dbs_.main->Reload());
+  EXPECT_FALSE(dbs_.main->catalogue_usable());
+  EXPECT_TRUE(FindSpecies("H2O", dbs_));
   std::filesystem::remove(dir_ / "MainDB6.CAT");
   ASSERT_TRUE(dbs_.main->Reload());
   EXPECT_EQ(FindSpecies("FeS2", dbs_).last - FindSpecies("FeS2", dbs_).first, 1);
