@@ -226,7 +226,8 @@ ReactionTable CalcReaction(std::string_view equation, const ReactionOptions& opt
 
 std::string FormatCell(double value, Column column) {
   if (column == Column::E) return fmt::format("{:.4f}", value);
-  if (column == Column::K && value != 0 && (std::fabs(value) < 1e-3 || std::fabs(value) >= 1e15))
+  if (std::isinf(value)) return value > 0 ? "INF " : "-INF ";
+  if (std::fabs(value) >= 1e9 || (column == Column::K && value != 0 && std::fabs(value) < 1e-3))
     return fmt::format("{:.4E} ", value);
   if (value == 0) value = 0;  // no "-0.000"
   std::string s = fmt::format("{:.3f} ", value);
@@ -244,7 +245,13 @@ std::string FormatReactionText(const ReactionTable& table) {
     header += PadLeft(c.header + (c.number_format == kNumberFormat ? " " : ""), kWidth);
     units += PadLeft(c.unit + (c.number_format == kNumberFormat && !c.unit.empty() ? " " : ""), kWidth);
   }
-  out += header + "\n" + units + "\n";
+  auto add_line = [&out](std::string line) {
+    while (!line.empty() && line.back() == ' ') line.pop_back();
+    out += line;
+    out += '\n';
+  };
+  add_line(header);
+  add_line(units);
   bool any_transition = false;
   for (const auto& row : table.rows) {
     std::string line;
@@ -256,7 +263,7 @@ std::string FormatReactionText(const ReactionTable& table) {
       line += "  *";
       any_transition = true;
     }
-    out += line + "\n";
+    add_line(std::move(line));
   }
   if (any_transition || !table.notes.empty()) out += "\n";
   if (any_transition) out += "* row at a phase transition (0.00003 K below or 0.00001 K above it)\n";

@@ -146,11 +146,13 @@ ReactionTable CalcReaction(std::string_view equation, const ReactionOptions& opt
 // ---------------------------------------------------------------------------------------------
 // Text output
 
-/// A number as the sheet's format "#####0.000 " shows it ("-12.345 "); K beyond the format's
-/// reach (below 0.001 or from 1e15 on) in scientific notation ("1.2346E-20 ").
+/// A number as the sheet's format "#####0.000 " shows it ("-12.345 "); values from 1e9 on, and K
+/// below 0.001, in scientific notation ("1.2346E-20 ") so that they keep their digits and width.
+/// The potential with four decimals.
 std::string FormatCell(double value, Column column);
 
-/// The table as text: a title line, the header and unit rows, the rows, then the notes.
+/// The table as text: a title line, the header and unit rows, the rows (transition rows marked
+/// "*"), then the notes. Lines carry no trailing blanks.
 std::string FormatReactionText(const ReactionTable& table);
 /// The table as CSV: header row with units, then the rows (point as decimal separator).
 std::string FormatReactionCsv(const ReactionTable& table);

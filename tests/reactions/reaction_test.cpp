@@ -250,6 +250,9 @@ TEST(FormatCell, SheetNumberFormat) {
   EXPECT_EQ(FormatCell(1, Column::K), "1.000 ");
   EXPECT_EQ(FormatCell(1.5e-20, Column::K), "1.5000E-20 ");
   EXPECT_EQ(FormatCell(2e40, Column::K), "2.0000E+40 ");
+  EXPECT_EQ(FormatCell(1e9, Column::K), "1.0000E+09 ");
+  EXPECT_EQ(FormatCell(-123456789.0, Column::DeltaH), "-123456789.000 ");
+  EXPECT_EQ(FormatCell(INFINITY, Column::K), "INF ");
   EXPECT_EQ(FormatCell(0.38535, Column::E), "0.3854");
 }
 

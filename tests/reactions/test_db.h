@@ -48,6 +48,9 @@ inline std::vector<thermo::SpeciesRecord> TestRecords() {
       // Aqueous ions of a half cell.
       Range("Fe(+2a)", "a", 298.15f, 373.15f, -21.3f, -32.9f, 10.0f),
       Range("Fe(+3a)", "a", 298.15f, 373.15f, -11.6f, -75.5f, 8.0f),
+      Range("Na(+a)", "a", 298.15f, 373.15f, -57.39f, 14.0f, 11.0f),
+      Range("Cl(-a)", "a", 298.15f, 373.15f, -39.95f, 13.5f, -29.0f),
+      Range("NaCl", "s", 298.15f, 1073.8f, -98.26f, 17.24f, 10.98f, 3.9f),
       Range("Ar(g)", "g", 298.15f, 5000, 0, 36.98f, 4.97f),
   };
 }
