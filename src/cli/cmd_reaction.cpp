@@ -45,20 +45,21 @@ bool OpenDatabases(const ReactionCliOptions& o, thermo::SpeciesDatabases& dbs) {
   return true;
 }
 
-nlohmann::json TableJson(const reactions::ReactionTable& t) {
+nlohmann::ordered_json TableJson(const reactions::ReactionTable& t) {
   using reactions::Column;
-  nlohmann::json terms = nlohmann::json::array();
+  using Json = nlohmann::ordered_json;
+  Json terms = Json::array();
   for (int i = 0; i < t.parsed.Count; ++i)
     terms.push_back({{"species", t.parsed.Species[i]},
                      {"coefficient", t.parsed.Coefficient(i)},
                      {"side", t.parsed.IsLeft(i) ? "left" : "right"}});
-  nlohmann::json rows = nlohmann::json::array();
-  auto value = [](std::optional<double> v) -> nlohmann::json {
+  Json rows = Json::array();
+  auto value = [](std::optional<double> v) -> Json {
     if (!v || !std::isfinite(*v)) return nullptr;
     return *v;
   };
   for (const auto& r : t.rows) {
-    nlohmann::json row = {{"T", value(t.Cell(r, Column::T))},       {"dH", value(t.Cell(r, Column::DeltaH))},
+    Json row = {{"T", value(t.Cell(r, Column::T))},       {"dH", value(t.Cell(r, Column::DeltaH))},
                           {"dS", value(t.Cell(r, Column::DeltaS))}, {"dG", value(t.Cell(r, Column::DeltaG))},
                           {"K", value(t.Cell(r, Column::K))},       {"logK", value(t.Cell(r, Column::LogK))}};
     if (t.has_potential) row["E"] = value(t.Cell(r, Column::E));
@@ -88,7 +89,10 @@ int RunReaction(ReactionCliOptions o) {
   reactions::ReactionTable table = reactions::CalcReaction(o.equation, o.calc, dbs);
   if (!table.ok()) return Fail(table.error);
   if (o.json) {
-    PrintJson(TableJson(table));
+    // Keys in the documented order (PrintJson would sort them).
+    std::string out = TableJson(table).dump(2);
+    out += '\n';
+    std::fwrite(out.data(), 1, out.size(), stdout);
   } else {
     std::string out = o.csv ? reactions::FormatReactionCsv(table) : reactions::FormatReactionText(table);
     std::fwrite(out.data(), 1, out.size(), stdout);
