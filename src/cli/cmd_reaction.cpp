@@ -78,8 +78,8 @@ nlohmann::ordered_json TableJson(const reactions::ReactionTable& t) {
 }
 
 int RunReaction(ReactionCliOptions o) {
-  o.calc.temp_unit = (o.tunit == "K" || o.tunit == "k") ? reactions::TempUnit::Kelvin : reactions::TempUnit::Celsius;
-  o.calc.energy_unit = (o.eunit == "kcal") ? reactions::EnergyUnit::kcal : reactions::EnergyUnit::kJ;
+  o.calc.temp_unit = reactions::ParseTempUnit(o.tunit).value_or(reactions::TempUnit::Celsius);
+  o.calc.energy_unit = reactions::ParseEnergyUnit(o.eunit).value_or(reactions::EnergyUnit::kJ);
   o.calc.show_log_k = !o.no_log_k;
   // Equation errors need no database: report them first.
   reactions::ParsedEquation eq = reactions::ParseEquation(o.equation);

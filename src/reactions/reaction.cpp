@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <charconv>
 #include <cmath>
 #include <limits>
 
@@ -54,6 +55,29 @@ std::string CsvField(std::string_view text) {
 
 std::string_view UnitText(EnergyUnit unit) { return unit == EnergyUnit::kJ ? "kJ" : "kcal"; }
 std::string_view EntropyUnitText(EnergyUnit unit) { return unit == EnergyUnit::kJ ? "J/K" : "cal/K"; }
+
+std::optional<double> ReadNumberField(std::string_view text) {
+  while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
+  while (!text.empty() && (text.back() == ' ' || text.back() == '\t')) text.remove_suffix(1);
+  if (!text.empty() && text.front() == '+') text.remove_prefix(1);
+  if (text.empty()) return std::nullopt;
+  double v = 0;
+  auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), v);
+  if (ec != std::errc() || end != text.data() + text.size() || !std::isfinite(v)) return std::nullopt;
+  return v;
+}
+
+std::optional<TempUnit> ParseTempUnit(std::string_view text) {
+  if (text == "C" || text == "c" || text == "°C") return TempUnit::Celsius;
+  if (text == "K" || text == "k") return TempUnit::Kelvin;
+  return std::nullopt;
+}
+
+std::optional<EnergyUnit> ParseEnergyUnit(std::string_view text) {
+  if (text == "kJ") return EnergyUnit::kJ;
+  if (text == "kcal") return EnergyUnit::kcal;
+  return std::nullopt;
+}
 
 bool IsBareNobleGas(std::string_view name) {
   for (auto g : kNobleGases)

@@ -51,6 +51,13 @@ inline constexpr std::string_view kResultsCaptionPrefix = "Results - ";
 std::string_view UnitText(EnergyUnit unit);
 std::string_view EntropyUnitText(EnergyUnit unit);
 
+/// A number typed into a field of the form: blanks around it allowed, a point as the decimal
+/// separator ("25", "-3.5", "1e3"); empty for an empty field or anything else.
+std::optional<double> ReadNumberField(std::string_view text);
+/// "C" or "°C" (either case) is Celsius, "K" kelvin; "kJ" and "kcal" the energy units.
+std::optional<TempUnit> ParseTempUnit(std::string_view text);
+std::optional<EnergyUnit> ParseEnergyUnit(std::string_view text);
+
 /// The inputs of the reaction form.
 struct ReactionOptions {
   double T1 = 25;     ///< in temp_unit

@@ -256,5 +256,18 @@ TEST(FormatCell, SheetNumberFormat) {
   EXPECT_EQ(FormatCell(0.38535, Column::E), "0.3854");
 }
 
+TEST(FormFields, NumbersAndUnits) {
+  EXPECT_EQ(ReadNumberField(" 25 "), 25.0);
+  EXPECT_EQ(ReadNumberField("-3.5"), -3.5);
+  EXPECT_EQ(ReadNumberField("+1e3"), 1000.0);
+  for (const char* bad : {"", "  ", "25,5", "12abc", "abc", "1e999", "nan"})
+    EXPECT_FALSE(ReadNumberField(bad).has_value()) << bad;
+  EXPECT_EQ(ParseTempUnit("°C"), TempUnit::Celsius);
+  EXPECT_EQ(ParseTempUnit("k"), TempUnit::Kelvin);
+  EXPECT_FALSE(ParseTempUnit("F").has_value());
+  EXPECT_EQ(ParseEnergyUnit("kcal"), EnergyUnit::kcal);
+  EXPECT_FALSE(ParseEnergyUnit("J").has_value());
+}
+
 }  // namespace
 }  // namespace zyl::reactions
