@@ -289,7 +289,9 @@ std::string FormatReactionText(const ReactionTable& table) {
     }
     add_line(std::move(line));
   }
-  if (any_transition || !table.notes.empty()) out += "\n";
+  if (any_transition || table.step_reset || !table.notes.empty()) out += "\n";
+  if (table.step_reset)
+    out += fmt::format("Step widened to {:.3f} to keep the table at {} rows.\n", table.step, kMaxRegularRows);
   if (any_transition) out += "* row at a phase transition (0.00003 K below or 0.00001 K above it)\n";
   for (const auto& n : table.notes) out += n + "\n";
   return out;

@@ -159,7 +159,7 @@ ReactionTable CalcReaction(std::string_view equation, const ReactionOptions& opt
 std::string FormatCell(double value, Column column);
 
 /// The table as text: a title line, the header and unit rows, the rows (transition rows marked
-/// "*"), then the notes. Lines carry no trailing blanks.
+/// "*"), then a line on a widened step and the notes. Lines carry no trailing blanks.
 std::string FormatReactionText(const ReactionTable& table);
 /// The table as CSV: header row with units, then the rows (point as decimal separator).
 std::string FormatReactionCsv(const ReactionTable& table);
