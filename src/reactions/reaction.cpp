@@ -176,18 +176,18 @@ ReactionTable CalcReactionTable(const ParsedEquation& eq, const std::vector<ther
   table.step = list.step;
   table.step_reset = list.step_reset;
 
-  // Signed coefficients: products add, reactants subtract; the electron term the other way round.
+  // Signed coefficients: products add, reactants subtract, the electron like any other term.
+  // The potential's c is the first electron term's coefficient with its numerator's sign
+  // reversed; the divisor takes the absolute value.
   std::vector<double> coef(n);
   double electron_c = 0;
   for (size_t j = 0; j < n; ++j) {
     const int i = static_cast<int>(j);
-    double num = eq.Numerator[j];
-    if (eq.Species[j] == thermo::kElectron) {
-      if (!table.has_potential) electron_c = eq.Coefficient(i);
+    if (eq.Species[j] == thermo::kElectron && !table.has_potential) {
+      electron_c = -eq.Numerator[j] / eq.Denominator[j];
       table.has_potential = true;
-      num = -num;
     }
-    coef[j] = (eq.IsLeft(i) ? -num : num) / eq.Denominator[j];
+    coef[j] = (eq.IsLeft(i) ? -eq.Numerator[j] : eq.Numerator[j]) / eq.Denominator[j];
   }
   const double potential_divisor = std::fabs(kPotentialFactor * electron_c * kFaraday);
 

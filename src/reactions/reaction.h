@@ -8,10 +8,11 @@
 //
 // Conventions of this module:
 //  - "e-" and "H(+a)" that no database holds count as zero H, S and G (the hydrogen-electrode
-//    scale), so half-cell equations work with any database.
-//  - The electron term enters the sums with its sign reversed; with the zero electron of the
-//    hydrogen-electrode scale this changes nothing. An equation with "e-" gets the column
-//    "POTENTIAL E" = -ΔG / |2.0 · c · 23.045| V, c the coefficient of the (first) electron term.
+//    scale), so half-cell equations work with any database. The electron enters the sums like
+//    any other term: with an electron stored as 1/2 H2(g) - H(+a) (S = 1/2 S(H2)), a half-cell
+//    ΔG is the one against the standard hydrogen electrode.
+//  - An equation with "e-" gets the column "POTENTIAL E" = -ΔG / |2.0 · c · 23.045| V, c the
+//    coefficient of the (first) electron term, its numerator's sign reversed (no effect under |·|).
 //  - K = exp(-1000 ΔG / (1.987 T)); log K = ln K / ln 10, empty when K is not positive (that is,
 //    when exp underflows). When exp overflows, log K keeps the value ln K / ln 10 would have.
 
