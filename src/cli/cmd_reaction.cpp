@@ -107,8 +107,8 @@ void RegisterReaction(CLI::App& app) {
   auto* cmd = app.add_subcommand("reaction", "ΔH, ΔS, ΔG, K and log K of a reaction equation over a temperature range");
   cmd->add_option("EQUATION", o->equation, "Reaction equation, e.g. \"2H2(g)+O2(g)=2H2O(g)\" or \"Fe(+3a)+e-=Fe(+2a)\"")
       ->required();
-  cmd->add_option("--from", o->calc.T1, "First temperature (default 25)");
-  cmd->add_option("--to", o->calc.T2, "Last temperature (default 1000)");
+  auto* from = cmd->add_option("--from", o->calc.T1, "First temperature (default 25 °C)");
+  auto* to = cmd->add_option("--to", o->calc.T2, "Last temperature (default 1000 °C)");
   cmd->add_option("--step", o->calc.step, "Temperature step (default 100); at most 300 rows are made");
   cmd->add_option("--tunit", o->tunit, "Temperature unit of input and output: C or K (default C)")
       ->check(CLI::IsMember({"C", "K"}, CLI::ignore_case));
@@ -124,7 +124,14 @@ void RegisterReaction(CLI::App& app) {
                              "transition}], notes}");
   auto* csv = cmd->add_flag("--csv", o->csv, "Print CSV with a header row");
   json->excludes(csv);
-  cmd->callback([o] { RunReaction(*o); });
+  cmd->callback([o, from, to] {
+    // The default range is 25 to 1000 °C, also when the unit is kelvin.
+    if (reactions::ParseTempUnit(o->tunit) == reactions::TempUnit::Kelvin) {
+      if (from->count() == 0) o->calc.T1 = reactions::ToKelvin(o->calc.T1, reactions::TempUnit::Celsius);
+      if (to->count() == 0) o->calc.T2 = reactions::ToKelvin(o->calc.T2, reactions::TempUnit::Celsius);
+    }
+    RunReaction(*o);
+  });
 }
 
 }  // namespace zyl::cli

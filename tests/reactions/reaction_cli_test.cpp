@@ -86,6 +86,9 @@ TEST_F(ZylReaction, JsonAndCsv) {
   EXPECT_EQ(j["rows"][1]["T"], 50.0);
   j = nlohmann::json::parse(Run("Fe(+3a)+e-=Fe(+2a)", {"--json", "--from", "25", "--to", "25"}).out);
   EXPECT_TRUE(j["rows"][0]["E"].is_number());
+  j = nlohmann::json::parse(Run("H2O(g)=H2O(g)", {"--json", "--tunit", "K"}).out);  // default range in K
+  EXPECT_EQ(j["rows"][0]["T"], 298.15);
+  EXPECT_EQ(j["units"]["T"], "K");
 
   r = Run("2H2(g)+O2(g)=2H2O(g)", {"--from", "25", "--to", "1000", "--step", "1", "--csv"});
   EXPECT_EQ(std::count(r.out.begin(), r.out.end(), '\n'), 301);  // header + 300 rows
