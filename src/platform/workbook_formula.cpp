@@ -4,6 +4,7 @@
 #include <charconv>
 #include <chrono>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <random>
@@ -593,7 +594,31 @@ StackValue BoolV(bool b) {
   return s;
 }
 
-std::string NumberToText(double d) { return FormatNumber(d, ""); }
+// A number joined into text: up to 15 significant digits, as a spreadsheet does ("0.333333333333333").
+std::string NumberToText(double d) {
+  if (d == 0) return "0";
+  double a = std::fabs(d);
+  if (a >= 1e-5 && a < 1e15) {
+    char buf[64];
+    int int_digits = a < 1 ? 1 : int(std::floor(std::log10(a))) + 1;
+    int decimals = std::max(0, 15 - int_digits);
+    std::snprintf(buf, sizeof buf, "%.*f", decimals, d);
+    std::string s(buf);
+    if (s.find('.') != std::string::npos) {
+      while (s.back() == '0') s.pop_back();
+      if (s.back() == '.') s.pop_back();
+    }
+    return s;
+  }
+  char buf[64];
+  std::snprintf(buf, sizeof buf, "%.14E", d);
+  std::string s(buf);
+  std::size_t e = s.find('E');
+  std::string m = s.substr(0, e), x = s.substr(e + 1);
+  while (m.back() == '0') m.pop_back();
+  if (m.back() == '.') m.pop_back();
+  return m + "E" + x;
+}
 
 class Evaluator {
  public:
