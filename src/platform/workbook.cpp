@@ -746,11 +746,13 @@ void WorkbookImpl::ContentChanged(Sheet& s, int row, int col, const std::shared_
   if (old_code) {
     Unregister(key, *old_code);
     formulas.erase(key);
+    volatiles.erase(key);
   }
   const Cell* c = s.Find(row, col);
   if (c && c->code) {
     Register(key, *c->code);
     formulas.insert(key);
+    if (c->code->volatile_fn) volatiles.insert(key);
   }
   if (batch > 0 || !auto_recalc) {
     pending.insert(key);
@@ -779,10 +781,8 @@ void WorkbookImpl::Recalc(const std::vector<std::uint64_t>& seeds, bool all) {
       }
     }
     // Volatile formulas follow every change.
-    for (std::uint64_t f : formulas) {
-      Cell* c = CellAt(f);
-      if (c && c->code && c->code->volatile_fn && indeg.emplace(f, 0).second) stack.push_back(f);
-    }
+    for (std::uint64_t f : volatiles)
+      if (indeg.emplace(f, 0).second) stack.push_back(f);
     while (!stack.empty()) {
       std::uint64_t k = stack.back();
       stack.pop_back();
@@ -850,6 +850,7 @@ void WorkbookImpl::RebuildAll() {
   dependents.clear();
   big_ranges.clear();
   formulas.clear();
+  volatiles.clear();
   pending.clear();
   for (auto& s : sheets)
     for (int c = 0; c < kMaxCols; ++c)
@@ -862,6 +863,7 @@ void WorkbookImpl::RebuildAll() {
         std::uint64_t key = CellKey(s->id_, r, c);
         Register(key, *cell.code);
         formulas.insert(key);
+        if (cell.code->volatile_fn) volatiles.insert(key);
       }
   if (auto_recalc) Recalc({}, true);
 }

@@ -39,6 +39,7 @@ struct WorkbookImpl {
   };
   std::unordered_map<std::uint32_t, std::vector<BigRange>> big_ranges;  ///< sheet id -> large blocks read
   std::unordered_set<std::uint64_t> formulas;                           ///< every formula cell
+  std::unordered_set<std::uint64_t> volatiles;                          ///< formulas using NOW, TODAY, RAND
   std::unordered_set<std::uint64_t> pending;  ///< changed cells not yet recalculated (manual mode)
 
   // Listeners

@@ -393,6 +393,14 @@ bool BeyondLimits(std::string_view s) {
   return true;
 }
 
+/// A file's column width holds the cell padding (5 pixels at 7 pixels per character); ours does not.
+double CharsFromFileWidth(double w) {
+  if (!(w > 0)) return 0;
+  double pixels = std::round(w * 7);
+  double chars = pixels <= 12 ? pixels / 12.0 : (pixels - 5) / 7.0;
+  return std::round(chars * 100) / 100;
+}
+
 struct SharedFormula {
   std::string text;
   int row = 0, col = 0;
@@ -419,7 +427,7 @@ bool ReadSheet(Zip& zip, const std::string& part, Workbook* out, int index, cons
     pugi::xml_attribute w = Attr(n, "width");
     bool hidden = Attr(n, "hidden").as_bool();
     for (int c = lo; c <= hi; ++c) {
-      if (w) sheet.SetColumnWidth(c, w.as_double());
+      if (w) sheet.SetColumnWidth(c, CharsFromFileWidth(w.as_double()));
       if (hidden) sheet.SetColumnHidden(c, true);
     }
   });
