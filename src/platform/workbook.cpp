@@ -157,8 +157,6 @@ std::string QuoteSheetName(std::string_view name) {
   for (char c : name)
     if (!((c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_' || c == '.'))
       plain = false;
-  // A bare name that reads as a cell ("A1") or a boolean needs quotes too.
-  if (plain && (ParseCellRef(name) || EqualsNoCase(name, "TRUE") || EqualsNoCase(name, "FALSE"))) plain = false;
   if (plain) return std::string(name);
   std::string s = "'";
   for (char c : name) {

@@ -1139,9 +1139,11 @@ class Evaluator {
 
 // ---------------------------------------------------------------------------------------------------------------
 
-std::string RefToken::ToString() const {
+std::string RefToken::ToString() const { return ToString({}); }
+
+std::string RefToken::ToString(const std::function<std::string(std::string_view)>& quote) const {
   std::string s;
-  if (has_sheet) s = QuoteSheetName(sheet) + "!";
+  if (has_sheet) s = (quote ? quote(sheet) : QuoteSheetName(sheet)) + "!";
   auto cell = [&](int r, int c, bool ra, bool ca) {
     if (ca) s += '$';
     s += ColumnName(c);
@@ -1156,7 +1158,8 @@ std::string RefToken::ToString() const {
   return s;
 }
 
-std::string RewriteRefs(std::string_view formula, const std::function<bool(RefToken&)>& fn) {
+std::string RewriteRefs(std::string_view formula, const std::function<bool(RefToken&)>& fn,
+                        const std::function<std::string(std::string_view)>& quote) {
   std::vector<Token> toks;
   std::string error;
   if (!Tokenize(formula, &toks, &error)) return std::string(formula);
@@ -1169,9 +1172,9 @@ std::string RewriteRefs(std::string_view formula, const std::function<bool(RefTo
     }
     RefToken r = t.ref;
     if (fn(r)) {
-      out += r.ToString();
+      out += r.ToString(quote);
     } else {
-      if (r.has_sheet) out += QuoteSheetName(r.sheet) + "!";
+      if (r.has_sheet) out += (quote ? quote(r.sheet) : QuoteSheetName(r.sheet)) + "!";
       out += "#REF!";
     }
   }

@@ -32,6 +32,24 @@ std::uint8_t Align(HAlign a) {
   }
 }
 
+/// Other programs read a bare sheet name that looks like a cell ("IN1") as a cell: quote such names in files.
+bool CellLikeName(std::string_view name) {
+  std::size_t i = 0;
+  while (i < name.size() && std::isalpha(static_cast<unsigned char>(name[i]))) ++i;
+  if (i == 0 || i > 3 || i == name.size()) return false;
+  for (std::size_t j = i; j < name.size(); ++j)
+    if (!std::isdigit(static_cast<unsigned char>(name[j]))) return false;
+  return true;
+}
+
+std::string ForeignFormula(const std::string& formula, bool quote_cell_like) {
+  if (!quote_cell_like) return "=" + formula;
+  return "=" + RewriteRefs(formula, [](RefToken&) { return true; }, [](std::string_view sheet) {
+           std::string q = QuoteSheetName(sheet);
+           return CellLikeName(sheet) && q[0] != '\'' ? "'" + q + "'" : q;
+         });
+}
+
 }  // namespace
 
 std::string WriteXlsx(const Workbook& wb, const std::filesystem::path& path) {
@@ -53,6 +71,8 @@ std::string WriteXlsx(const Workbook& wb, const std::filesystem::path& path) {
     formats[std::size_t(i)] = f;
   }
   std::string error;
+  bool quote = false;
+  for (int si = 0; si < wb.SheetCount(); ++si) quote |= CellLikeName(wb.sheet(si).name());
   for (int si = 0; si < wb.SheetCount() && error.empty(); ++si) {
     const Sheet& sh = wb.sheet(si);
     lxw_worksheet* ws = workbook_add_worksheet(book, sh.name().c_str());
@@ -74,7 +94,7 @@ std::string WriteXlsx(const Workbook& wb, const std::filesystem::path& path) {
       auto row = lxw_row_t(r);
       auto col = lxw_col_t(c);
       if (cell.has_formula()) {
-        std::string formula = "=" + cell.formula;
+        std::string formula = ForeignFormula(cell.formula, quote);
         const CellValue& v = cell.value;
         if (v.is_number() || v.is_bool())
           worksheet_write_formula_num(ws, row, col, formula.c_str(), f, v.number);
@@ -535,6 +555,8 @@ bool ReadSheet(Zip& zip, const std::string& part, Workbook* out, int index, cons
           formula.clear();
         }
         if (!formula.empty() && formula[0] == '=') formula.erase(0, 1);
+        // Sheet names come back in our own quoting ("IN1!C5", not "'IN1'!C5").
+        if (formula.find('\'') != std::string::npos) formula = RewriteRefs(formula, [](RefToken&) { return true; });
       }
       if (value.empty() && formula.empty() && style == 0) continue;
       Cell& cell = impl.Touch(sheet, r, c);
