@@ -626,7 +626,6 @@ class Evaluator {
 
   CellValue Run() {
     stack_.clear();
-    stack_.reserve(16);
     for (const FormulaOp& op : code_.ops) Step(op);
     if (stack_.size() != 1) return CellValue::Error(CellError::Value);
     StackValue v = Deref(std::move(stack_.back()));
@@ -1132,8 +1131,11 @@ class Evaluator {
 
   const FormulaCode& code_;
   const WorkbookImpl& book_;
-  std::vector<StackValue> stack_;
+  // Evaluation never nests, so one stack per thread serves every formula without allocating.
+  static thread_local std::vector<StackValue> stack_;
 };
+
+thread_local std::vector<StackValue> Evaluator::stack_;
 
 }  // namespace
 
