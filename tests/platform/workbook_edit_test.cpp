@@ -231,3 +231,28 @@ TEST(References, ParseAndPrint) {
 
 }  // namespace
 }  // namespace zyl::platform
+
+namespace zyl::platform {
+namespace {
+
+TEST(StructuralEdits, WholeColumnAndRowReferences) {
+  Workbook wb("S");
+  Sheet& s = wb.sheet(0);
+  s.SetNumber(0, 1, 1);
+  s.SetNumber(500, 1, 2);
+  s.SetNumber(2, 3, 10);
+  s.SetFormula(0, 5, "=SUM(B:B)+SUM($3:3)");
+  EXPECT_EQ(s.Value(0, 5).number, 13);
+  ASSERT_EQ(s.InsertColumns(0), "");
+  EXPECT_EQ(s.Formula(0, 6), "=SUM(C:C)+SUM($3:3)");
+  ASSERT_EQ(s.InsertRows(0), "");
+  EXPECT_EQ(s.Formula(1, 6), "=SUM(C:C)+SUM($4:4)");
+  EXPECT_EQ(s.Value(1, 6).number, 13);
+  ASSERT_EQ(s.Paste(1, 7, s.Copy(1, 6, 1, 6)), "");
+  EXPECT_EQ(s.Formula(1, 7), "=SUM(D:D)+SUM($4:4)");
+  ASSERT_EQ(s.DeleteColumns(2), "");
+  EXPECT_EQ(s.Formula(1, 5), "=SUM(#REF!)+SUM($4:4)");
+}
+
+}  // namespace
+}  // namespace zyl::platform
