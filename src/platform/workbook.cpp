@@ -208,7 +208,8 @@ std::string Clip::ToTsv() const {
 // Sheet
 
 Sheet::Sheet(WorkbookImpl* book, std::uint32_t id, std::string name)
-    : book_(book), id_(id), name_(std::move(name)), cols_(kMaxCols), hidden_(kMaxCols, false) {}
+    : book_(book), id_(id), name_(std::move(name)), cols_(kMaxCols), hidden_(kMaxCols, false),
+      col_style_(kMaxCols, 0) {}
 
 int Sheet::Index() const { return book_->IndexOf(this); }
 
@@ -253,7 +254,7 @@ std::string Sheet::DisplayText(int row, int col) const {
 
 const CellStyle& Sheet::Style(int row, int col) const {
   const Cell* c = Find(row, col);
-  return book_->styles[c ? std::size_t(c->style) : 0];
+  return book_->styles[std::size_t(c ? c->style : ColumnStyle(col))];
 }
 
 int Sheet::LastRow() const {
@@ -374,7 +375,7 @@ void Sheet::ClearContents(int r1, int c1, int r2, int c2) {
       cell.formula.clear();
       cell.value = CellValue();
       ++it;
-      if (cell.style == 0) m.erase(r);
+      if (cell.style == col_style_[std::size_t(c)]) m.erase(r);
       if (had || old) book_->ContentChanged(*this, r, c, old);
     }
   }
@@ -398,20 +399,32 @@ void Sheet::SetStyle(int row, int col, const CellStyle& style) {
 void Sheet::ModifyStyle(int r1, int c1, int r2, int c2, const std::function<void(CellStyle&)>& change) {
   Order(r1, c1, r2, c2);
   std::map<int, int> memo;  // old style -> new style
+  auto restyle = [&](int old) {
+    auto f = memo.find(old);
+    if (f == memo.end()) {
+      CellStyle s = book_->styles[std::size_t(old)];
+      change(s);
+      f = memo.emplace(old, book_->owner->StyleIndex(s)).first;
+    }
+    return f->second;
+  };
+  if (r1 == 0 && r2 == kMaxRows - 1) {
+    for (int c = c1; c <= c2; ++c) {
+      col_style_[std::size_t(c)] = restyle(col_style_[std::size_t(c)]);
+      for (auto& [r, cell] : cols_[std::size_t(c)]) cell.style = restyle(cell.style);
+    }
+    book_->Emit({WorkbookEvent::Kind::Styles, Index(), r1, c1, r2, c2});
+    return;
+  }
   for (int c = c1; c <= c2; ++c) {
     auto& m = cols_[std::size_t(c)];
     for (int r = r1; r <= r2; ++r) {
       auto it = m.find(r);
-      int old = it == m.end() ? 0 : it->second.style;
-      auto f = memo.find(old);
-      if (f == memo.end()) {
-        CellStyle s = book_->styles[std::size_t(old)];
-        change(s);
-        f = memo.emplace(old, book_->owner->StyleIndex(s)).first;
-      }
-      if (f->second == old) continue;
+      int old = it == m.end() ? col_style_[std::size_t(c)] : it->second.style;
+      int now = restyle(old);
+      if (now == old) continue;
       if (it == m.end()) it = m.emplace(r, Cell{}).first;
-      it->second.style = f->second;
+      it->second.style = now;
     }
   }
   book_->Emit({WorkbookEvent::Kind::Styles, Index(), r1, c1, r2, c2});
@@ -539,6 +552,8 @@ std::string Sheet::InsertColumns(int at, int count) {
   for (int c = at; c < at + count; ++c) cols_[std::size_t(c)].clear();
   std::rotate(hidden_.begin() + at, hidden_.end() - count, hidden_.end());
   for (int c = at; c < at + count; ++c) hidden_[std::size_t(c)] = false;
+  std::rotate(col_style_.begin() + at, col_style_.end() - count, col_style_.end());
+  for (int c = at; c < at + count; ++c) col_style_[std::size_t(c)] = at > 0 ? col_style_[std::size_t(at - 1)] : 0;
   std::map<int, double> w;
   for (auto [c, v] : widths_)
     if (c < at) w[c] = v;
@@ -564,6 +579,8 @@ std::string Sheet::DeleteColumns(int at, int count) {
   std::rotate(cols_.begin() + at, cols_.begin() + at + count, cols_.end());
   std::rotate(hidden_.begin() + at, hidden_.begin() + at + count, hidden_.end());
   for (int c = kMaxCols - count; c < kMaxCols; ++c) hidden_[std::size_t(c)] = false;
+  std::rotate(col_style_.begin() + at, col_style_.begin() + at + count, col_style_.end());
+  for (int c = kMaxCols - count; c < kMaxCols; ++c) col_style_[std::size_t(c)] = 0;
   std::map<int, double> w;
   for (auto [c, v] : widths_)
     if (c < at) w[c] = v;
@@ -660,7 +677,11 @@ Cell* WorkbookImpl::CellAt(std::uint64_t key) {
   return s ? const_cast<Cell*>(s->Find(KeyRow(key), KeyCol(key))) : nullptr;
 }
 
-Cell& WorkbookImpl::Touch(Sheet& s, int row, int col) { return s.cols_[std::size_t(col)][row]; }
+Cell& WorkbookImpl::Touch(Sheet& s, int row, int col) {
+  auto [it, made] = s.cols_[std::size_t(col)].try_emplace(row);
+  if (made) it->second.style = s.col_style_[std::size_t(col)];
+  return it->second;
+}
 
 int WorkbookImpl::IndexOf(const Sheet* s) const {
   for (std::size_t i = 0; i < sheets.size(); ++i)

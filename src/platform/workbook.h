@@ -214,7 +214,8 @@ class Sheet {
 
   // Styles
   void SetStyle(int row, int col, const CellStyle& style);
-  /// Changes the style of every cell of a block (creating styled empty cells where needed).
+  /// Changes the style of every cell of a block (creating styled empty cells where needed). A block of whole
+  /// columns (rows 0 to kMaxRows-1) changes the columns' own style instead, which cells made later take.
   void ModifyStyle(int r1, int c1, int r2, int c2, const std::function<void(CellStyle&)>& change);
   void SetNumberFormat(int r1, int c1, int r2, int c2, std::string_view pattern);
   void SetFontColor(int r1, int c1, int r2, int c2, std::uint32_t rgb);
@@ -226,6 +227,8 @@ class Sheet {
   double ColumnWidth(int col) const;
   void SetColumnWidth(int col, double width_chars);
   bool ColumnHidden(int col) const;
+  /// Style index that new cells of a column start with (0 = default).
+  int ColumnStyle(int col) const { return col >= 0 && col < kMaxCols ? col_style_[std::size_t(col)] : 0; }
   void SetColumnHidden(int col, bool hidden);
 
   // Protection
@@ -266,6 +269,7 @@ class Sheet {
   std::vector<std::map<int, Cell>> cols_;  ///< per column: row -> cell
   std::map<int, double> widths_;           ///< columns with a width of their own
   std::vector<bool> hidden_;
+  std::vector<int> col_style_;
 };
 
 // ---------------------------------------------------------------------------------------------------------------

@@ -171,6 +171,23 @@ TEST(Protection, LockedCellsRefuseUserEdits) {
   EXPECT_EQ(s.Edit(0, 0, "=1+1"), "");
 }
 
+TEST(Protection, WholeColumnStylesReachCellsMadeLater) {
+  Workbook wb;
+  Sheet& s = wb.sheet(0);
+  s.SetNumber(5, 1, 1);
+  s.SetLocked(0, 1, kMaxRows - 1, 1, false);  // column B open for input
+  s.SetNumberFormat(0, 1, kMaxRows - 1, 1, "0.000");
+  EXPECT_LT(s.CellCount(), 3u);
+  s.SetProtected(true);
+  EXPECT_EQ(s.Edit(60000, 1, "2"), "");
+  EXPECT_EQ(s.DisplayText(60000, 1), "2.000");
+  EXPECT_EQ(s.DisplayText(5, 1), "1.000");
+  EXPECT_EQ(s.Edit(60000, 2, "2"), kCellLocked);
+  ASSERT_EQ(s.InsertColumns(0), "");
+  EXPECT_FALSE(s.Style(7, 2).locked);
+  EXPECT_TRUE(s.Style(7, 1).locked);
+}
+
 TEST(Notification, ViewsHearOfChangedCells) {
   Workbook wb;
   Sheet& s = wb.sheet(0);

@@ -59,6 +59,7 @@ Workbook SampleBalance() {
   in.SetBold(0, 0, 0, 0, true);
   in.SetColumnWidth(0, 20.5);
   in.SetColumnHidden(11, true);
+  in.SetLocked(0, 4, kMaxRows - 1, 4, false);
   in.SetProtected(true);
   bal.SetFormula(2, 3, "=SUM(IN1!$D$1:$D$65536)-SUM(IN1!$P$1:$P$65536)");
   bal.SetFormula(3, 3, "='My sheet'!A1*2");
@@ -94,6 +95,7 @@ TEST_F(XlsxTest, RoundTripKeepsContentStylesAndLayout) {
     EXPECT_TRUE(in.ColumnHidden(11));
     EXPECT_FALSE(in.ColumnHidden(10));
     EXPECT_TRUE(in.Protected());
+    EXPECT_FALSE(in.Style(40000, 4).locked);  // column style
     EXPECT_FALSE(back.sheet(0).Protected());
     EXPECT_NEAR(Num(back, "BAL!D3"), 2.5 * 18.01528, 1e-12);
     EXPECT_EQ(Num(back, "BAL!D4"), 42);
