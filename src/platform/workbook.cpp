@@ -893,6 +893,8 @@ void WorkbookImpl::RebuildAll() {
         if (cell.code->volatile_fn) volatiles.insert(key);
       }
   if (auto_recalc) Recalc({}, true);
+  else
+    for (const auto& [k, c] : formulas) pending.insert(k);
 }
 
 void WorkbookImpl::RewriteAll(const std::function<bool(RefToken&, std::uint32_t)>& fn) {
@@ -904,7 +906,6 @@ void WorkbookImpl::RewriteAll(const std::function<bool(RefToken&, std::uint32_t)
 }
 
 void WorkbookImpl::Emit(const WorkbookEvent& e) {
-  if (batch > 0 && e.kind == WorkbookEvent::Kind::Cells) return;
   auto copy = listeners;  // a listener may remove itself
   for (auto& [id, fn] : copy) fn(e);
 }

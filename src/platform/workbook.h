@@ -347,6 +347,7 @@ class Workbook {
   // Files. The format follows the extension: ".csv" is a CSV file of one sheet, anything else (".xlsx" and the
   // modules' own extensions) the zipped spreadsheet container.
   /// Replaces this workbook by the file's; on any error returns the reason and leaves this workbook unchanged.
+  /// After a successful load, Sheet references taken before are invalid (listeners hear Kind::Reset).
   std::string Load(const std::filesystem::path& path);
   /// Writes through a temporary file renamed into place; a CSV gets the active sheet.
   std::string Save(const std::filesystem::path& path) const;

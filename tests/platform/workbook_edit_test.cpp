@@ -204,6 +204,13 @@ TEST(Notification, ViewsHearOfChangedCells) {
   }
   EXPECT_TRUE(dependent);
   EXPECT_TRUE(edited);
+  // A paste reports its whole block once its cells are in.
+  events.clear();
+  s.Paste(20, 0, s.Copy(0, 0, 1, 1));
+  bool pasted = false;
+  for (const auto& e : events)
+    pasted |= e.kind == WorkbookEvent::Kind::Cells && e.r1 <= 20 && e.r2 >= 21 && e.c1 == 0 && e.c2 >= 1;
+  EXPECT_TRUE(pasted);
   wb.RemoveListener(id);
   events.clear();
   s.SetNumber(0, 0, 5);
