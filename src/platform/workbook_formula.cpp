@@ -650,8 +650,7 @@ std::string NumberToText(double d) {
   double a = std::fabs(d);
   if (a >= 1e-5 && a < 1e15) {
     char buf[64];
-    int int_digits = a < 1 ? 1 : int(std::floor(std::log10(a))) + 1;
-    int decimals = std::max(0, 15 - int_digits);
+    int decimals = std::max(0, 15 - (int(std::floor(std::log10(a))) + 1));
     std::snprintf(buf, sizeof buf, "%.*f", decimals, d);
     std::string s(buf);
     if (s.find('.') != std::string::npos) {
