@@ -324,10 +324,11 @@ std::string Sheet::SetFormula(int row, int col, std::string_view formula) {
     ClearContents(row, col, row, col);
     return {};
   }
-  auto code = book_->Compile(formula, id_);
+  std::string text = NormalizeFormula(formula);
+  auto code = book_->Compile(text, id_);
   Cell& c = book_->Touch(*this, row, col);
   auto old = std::move(c.code);
-  c.formula = std::string(formula);
+  c.formula = std::move(text);
   c.code = code;
   c.value = CellValue::Error(CellError::Name);
   std::string error = code->error;

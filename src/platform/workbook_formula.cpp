@@ -1242,6 +1242,27 @@ std::string RewriteRefs(std::string_view formula, const std::function<bool(RefTo
   return out;
 }
 
+std::string NormalizeFormula(std::string_view formula) {
+  std::vector<Token> toks;
+  std::string error;
+  if (formula.size() > kMaxFormulaLength || !Tokenize(formula, &toks, &error)) return std::string(formula);
+  std::string out;
+  out.reserve(formula.size());
+  for (const Token& t : toks) {
+    switch (t.kind) {
+      case Token::Ref: out += t.ref.ToString(); break;
+      case Token::Func:
+      case Token::Bool: out += t.text; break;
+      case Token::Error:
+        if (t.sheet_error) out.append(formula.substr(t.pos, t.len - ErrorText(t.error).size()));
+        out += ErrorText(t.error);
+        break;
+      default: out.append(formula.substr(t.pos, t.len)); break;
+    }
+  }
+  return out;
+}
+
 std::shared_ptr<const FormulaCode> CompileFormula(std::string_view formula, std::uint32_t self,
                                                   const SheetResolver& resolve) {
   auto code = std::make_shared<FormulaCode>();

@@ -37,6 +37,10 @@ struct RefToken {
 std::string RewriteRefs(std::string_view formula, const std::function<bool(RefToken&)>& fn,
                         const std::function<std::string(std::string_view)>& quote = {});
 
+/// A formula written the way spreadsheets show it: function names, references, booleans and error values in
+/// upper case, everything else as typed. Returns the text unchanged when it does not tokenize.
+std::string NormalizeFormula(std::string_view formula);
+
 /// A block of cells a formula reads.
 struct RefArea {
   std::uint32_t sheet = 0;  ///< sheet id

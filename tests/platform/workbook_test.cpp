@@ -52,6 +52,9 @@ TEST(Workbook, ArithmeticAndFunctions) {
     ++row;
   }
   EXPECT_EQ(wb.Evaluate("=\"a\"&\"b\"&1.5").text, "ab1.5");
+  // Typed in any case, shown as spreadsheets show it.
+  s.SetFormula(0, 5, "=sum( a1:$b$2 ) + if(true, in1!c5, #ref!)&\"abc\"");
+  EXPECT_EQ(s.Formula(0, 5), "=SUM( A1:$B$2 ) + IF(TRUE, in1!C5, #REF!)&\"abc\"");  // sheet names keep their case
 }
 
 TEST(Workbook, ErrorValues) {
