@@ -23,6 +23,8 @@ namespace {
 // ---------------------------------------------------------------------------------------------------------------
 // Writing
 
+constexpr std::size_t kMaxTextLength = 32767;  ///< longest text a cell of the file format holds
+
 std::uint8_t Align(HAlign a) {
   switch (a) {
     case HAlign::Left: return LXW_ALIGN_LEFT;
@@ -94,6 +96,10 @@ std::string WriteXlsx(const Workbook& wb, const std::filesystem::path& path) {
       lxw_format* f = formats[std::size_t(cell.style)];
       auto row = lxw_row_t(r);
       auto col = lxw_col_t(c);
+      if (cell.value.is_text() && !cell.has_formula() && cell.value.text.size() > kMaxTextLength) {
+        if (error.empty()) error = "The text in " + CellName(r, c, sh.name()) + " is too long for a workbook file.";
+        return;
+      }
       if (cell.has_formula()) {
         std::string formula = ForeignFormula(cell.formula, quote);
         const CellValue& v = cell.value;

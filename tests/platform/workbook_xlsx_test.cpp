@@ -201,6 +201,20 @@ TEST_F(XlsxTest, DamagedFilesGiveErrorsAndKeepTheWorkbook) {
   refused_parts({{"[Content_Types].xml", testing::kContentTypes}}, "no workbook part");
 }
 
+TEST_F(XlsxTest, FailedSaveKeepsTheOldFile) {
+  Workbook wb = SampleBalance();
+  fs::path p = dir_ / "keep.xlsx";
+  ASSERT_EQ(wb.Save(p), "");
+  auto before = ReadFile(p).value();
+  wb.sheet(0).SetText(0, 0, std::string(40000, 'x'));
+  EXPECT_NE(wb.Save(p), "");
+  EXPECT_EQ(ReadFile(p).value(), before);
+  std::size_t files = 0;
+  for ([[maybe_unused]] const auto& e : fs::directory_iterator(dir_)) ++files;
+  EXPECT_EQ(files, 1u);  // no temporary file left behind
+  EXPECT_NE(wb.Save(dir_ / "no such folder" / "x.xlsx"), "");
+}
+
 TEST_F(XlsxTest, ZipBombIsRefused) {
   // One part that unpacks to more than a workbook may hold.
   fs::path p = dir_ / "bomb.xlsx";
