@@ -663,6 +663,34 @@ std::string Sheet::PasteLink(int row, int col, const Clip& clip) {
   return {};
 }
 
+std::string Sheet::PasteText(int row, int col, std::string_view tsv) {
+  std::vector<std::vector<std::string_view>> lines;
+  while (!tsv.empty()) {
+    std::size_t nl = tsv.find('\n');
+    std::string_view line = tsv.substr(0, nl);
+    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    std::vector<std::string_view> fields;
+    for (;;) {
+      std::size_t tab = line.find('\t');
+      fields.push_back(line.substr(0, tab));
+      if (tab == std::string_view::npos) break;
+      line.remove_prefix(tab + 1);
+    }
+    lines.push_back(std::move(fields));
+    if (nl == std::string_view::npos) break;
+    tsv.remove_prefix(nl + 1);
+  }
+  std::size_t width = 0;
+  for (const auto& l : lines) width = std::max(width, l.size());
+  if (!InSheet(row, col) || row + int(lines.size()) > kMaxRows || col + int(width) > kMaxCols)
+    return std::string(kPasteOffSheet);
+  Batch batch(*book_);
+  for (std::size_t r = 0; r < lines.size(); ++r)
+    for (std::size_t c = 0; c < lines[r].size(); ++c) SetInput(row + int(r), col + int(c), lines[r][c]);
+  if (!lines.empty()) book_->EmitCells(*this, row, col, row + int(lines.size()) - 1, col + int(width) - 1);
+  return {};
+}
+
 // ---------------------------------------------------------------------------------------------------------------
 // WorkbookImpl
 

@@ -253,6 +253,8 @@ class Sheet {
   std::string Paste(int row, int col, const Clip& clip, PasteMode mode = PasteMode::All);
   /// Pastes link formulas "=Sheet!C5" to every copied cell (empty source cells too), keeping target styles.
   std::string PasteLink(int row, int col, const Clip& clip);
+  /// Pastes tab-separated text (the clipboard of another program), each field as if typed.
+  std::string PasteText(int row, int col, std::string_view tsv);
 
   /// Index of this sheet in tab order.
   int Index() const;

@@ -155,6 +155,17 @@ TEST(CopyPaste, PasteAsLinks) {
   EXPECT_EQ(wb.sheet(0).Formula(0, 0), "='OUT 1'!A1");
 }
 
+TEST(CopyPaste, TextFromOtherPrograms) {
+  Workbook wb;
+  Sheet& s = wb.sheet(0);
+  ASSERT_EQ(s.PasteText(1, 1, "H2O(g)\t25\t2.5\r\nCO2(g)\t\t=C3*2\n"), "");
+  EXPECT_EQ(s.Value(1, 1).text, "H2O(g)");
+  EXPECT_EQ(s.Value(1, 2).number, 25);
+  EXPECT_EQ(s.Value(2, 3).number, 0);  // =C3*2 with C3 empty
+  EXPECT_EQ(s.Find(2, 2), nullptr);
+  EXPECT_EQ(s.PasteText(kMaxRows - 1, 0, "1\n2"), kPasteOffSheet);
+}
+
 TEST(Protection, LockedCellsRefuseUserEdits) {
   Workbook wb;
   Sheet& s = wb.sheet(0);
