@@ -701,11 +701,6 @@ const CellValue* WorkbookImpl::ValueAt(std::uint32_t sheet, int row, int col) co
   return c ? &c->value : nullptr;
 }
 
-Cell* WorkbookImpl::CellAt(std::uint64_t key) {
-  Sheet* s = SheetById(KeySheet(key));
-  return s ? const_cast<Cell*>(s->Find(KeyRow(key), KeyCol(key))) : nullptr;
-}
-
 Cell& WorkbookImpl::Touch(Sheet& s, int row, int col) {
   auto [it, made] = s.cols_[std::size_t(col)].try_emplace(row);
   if (made) it->second.style = s.col_style_[std::size_t(col)];
