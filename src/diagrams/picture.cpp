@@ -170,34 +170,46 @@ DiagramPicture BuildPicture(const PredomModel& m, const PredomResult& r, const P
 
   for (const Segment& s : TraceBoundaries(m, r)) p.lines.push_back({X(s.x1), s.y1, X(s.x2), s.y2});
 
-  // Uniform cells merged along rows, then the final cells split into quarters by their corners.
+  // Uniform cells and the quarters of the final cells (by their corners), merged along rows and
+  // then along columns: a few thousand rectangles instead of tens of thousands.
   std::vector<PictureFill> cells;
-  cells.reserve(r.labels.size());
+  cells.reserve(r.labels.size() + 4 * r.cells.size());
   for (const AreaLabel& a : r.labels) {
     double hw = std::ldexp(r.cell_w, r.resolution - a.level) / 2;
     double hh = std::ldexp(r.cell_h, r.resolution - a.level) / 2;
     cells.push_back({a.x - hw, a.y - hh, a.x + hw, a.y + hh, a.species});
   }
-  std::sort(cells.begin(), cells.end(), [](const PictureFill& a, const PictureFill& b) {
-    return std::tie(a.y1, a.y2, a.x1) < std::tie(b.y1, b.y2, b.x1);
-  });
-  for (const PictureFill& c : cells) {
-    if (!p.fills.empty()) {
-      PictureFill& last = p.fills.back();
-      if (last.y1 == c.y1 && last.y2 == c.y2 && last.species == c.species && std::fabs(last.x2 - c.x1) < 1e-9 * r.cell_w) {
-        last.x2 = c.x2;
-        continue;
-      }
-    }
-    p.fills.push_back(c);
-  }
   for (const BoundaryCell& c : r.cells) {
     double hw = r.cell_w / 2, hh = r.cell_h / 2;
     for (int k = 0; k < 4; ++k) {
       double x = c.x + (k & 1) * hw, y = c.y + (k >> 1) * hh;
-      p.fills.push_back({x, y, x + hw, y + hh, c.corners[k]});
+      cells.push_back({x, y, x + hw, y + hh, c.corners[k]});
     }
   }
+  const double tol = 1e-9 * std::max(r.cell_w, r.cell_h);
+  auto merge = [&](bool rows) {
+    std::sort(cells.begin(), cells.end(), [&](const PictureFill& a, const PictureFill& b) {
+      return rows ? std::tie(a.y1, a.y2, a.x1) < std::tie(b.y1, b.y2, b.x1)
+                  : std::tie(a.x1, a.x2, a.y1) < std::tie(b.x1, b.x2, b.y1);
+    });
+    std::vector<PictureFill> merged;
+    for (const PictureFill& c : cells) {
+      if (!merged.empty()) {
+        PictureFill& last = merged.back();
+        bool joins = rows ? last.y1 == c.y1 && last.y2 == c.y2 && std::fabs(last.x2 - c.x1) < tol
+                          : last.x1 == c.x1 && last.x2 == c.x2 && std::fabs(last.y2 - c.y1) < tol;
+        if (joins && last.species == c.species) {
+          (rows ? last.x2 : last.y2) = rows ? c.x2 : c.y2;
+          continue;
+        }
+      }
+      merged.push_back(c);
+    }
+    cells = std::move(merged);
+  };
+  merge(true);
+  merge(false);
+  p.fills = std::move(cells);
   for (PictureFill& f : p.fills) f.x1 = X(f.x1), f.x2 = X(f.x2);
 
   for (const AreaSummary& a : PlaceLabels(r)) p.labels.push_back({m.names[a.species - 1], X(a.x), a.y, a.species});

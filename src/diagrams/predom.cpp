@@ -481,6 +481,55 @@ std::vector<Segment> TraceBoundaries(const PredomModel& m, const PredomResult& r
       for (int k = 0; k < n; ++k) out.push_back({cx[k], cy[k], mx, my});
     }
   }
+  return ChainSegments(out, 1e-6 * std::min(w, h));
+}
+
+std::vector<Segment> ChainSegments(const std::vector<Segment>& segs, double tolerance) {
+  // Endpoints are matched on a grid of the tolerance; each walk follows unused pieces from an end.
+  auto key = [&](double x, double y) {
+    return std::pair<long long, long long>(std::llround(x / tolerance), std::llround(y / tolerance));
+  };
+  std::multimap<std::pair<long long, long long>, size_t> ends;
+  for (size_t i = 0; i < segs.size(); ++i) {
+    ends.emplace(key(segs[i].x1, segs[i].y1), i);
+    ends.emplace(key(segs[i].x2, segs[i].y2), i);
+  }
+  std::vector<char> used(segs.size(), 0);
+  std::vector<Segment> out;
+  out.reserve(segs.size());
+  auto degree = [&](double x, double y) {
+    auto range = ends.equal_range(key(x, y));
+    int n = 0;
+    for (auto it = range.first; it != range.second; ++it) n += !used[it->second];
+    return n;
+  };
+  auto walk = [&](size_t i, bool forward) {
+    Segment s = segs[i];
+    if (!forward) s = {s.x2, s.y2, s.x1, s.y1};
+    used[i] = 1;
+    out.push_back(s);
+    for (;;) {
+      auto range = ends.equal_range(key(s.x2, s.y2));
+      size_t next = segs.size();
+      for (auto it = range.first; it != range.second; ++it)
+        if (!used[it->second]) {
+          next = it->second;
+          break;
+        }
+      if (next == segs.size()) return;
+      const Segment& n = segs[next];
+      bool fwd = key(n.x1, n.y1) == key(s.x2, s.y2);
+      s = fwd ? n : Segment{n.x2, n.y2, n.x1, n.y1};
+      used[next] = 1;
+      out.push_back(s);
+    }
+  };
+  // Start at loose ends first so that open lines come out whole, then close the loops.
+  for (size_t i = 0; i < segs.size(); ++i)
+    if (!used[i] && degree(segs[i].x1, segs[i].y1) == 1) walk(i, true);
+    else if (!used[i] && degree(segs[i].x2, segs[i].y2) == 1) walk(i, false);
+  for (size_t i = 0; i < segs.size(); ++i)
+    if (!used[i]) walk(i, true);
   return out;
 }
 

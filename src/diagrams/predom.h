@@ -260,7 +260,11 @@ std::vector<AreaSummary> PlaceLabels(const PredomResult& r);
 struct Segment {
   double x1, y1, x2, y2;
 };
-/// Border lines through the final cells, the crossings interpolated on D(a) - D(b) along each edge.
+/// Orders and turns segments so that each one starts where the one before ended whenever the
+/// pieces connect (endpoints equal within the tolerance); open lines first, then closed ones.
+std::vector<Segment> ChainSegments(const std::vector<Segment>& segs, double tolerance);
+/// Border lines through the final cells, the crossings interpolated on D(a) - D(b) along each edge,
+/// chained into continuous lines.
 std::vector<Segment> TraceBoundaries(const PredomModel& m, const PredomResult& r);
 
 /// Title of the diagram: "Predominance Diagram for Cu-S-O System".
