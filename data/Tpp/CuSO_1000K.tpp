@@ -21,4 +21,3 @@ CuO
 Cu2S
 CuS
 CuSO4
-CuO*CuSO4

@@ -140,7 +140,7 @@ void PredomView::BeginLive(const DiagramPicture& frame) {
   live_ = true;
   layer_ = QImage(size(), QImage::Format_ARGB32_Premultiplied);
   layer_.fill(Qt::transparent);
-  frame_ = LayoutPlot(QRectF(rect()), picture_);
+  frame_ = LayoutPlot(PictureRect(), picture_);
   repaint();
 }
 
@@ -170,13 +170,19 @@ void PredomView::paintEvent(QPaintEvent*) {
   }
   PaintOptions o;
   o.frame_only = live_;
-  PaintDiagram(p, QRectF(rect()), picture_, o);
+  p.fillRect(rect(), ToQColor(picture_.palette.At(kColorBackground)));
+  PaintDiagram(p, PictureRect(), picture_, o);
   if (live_ && !layer_.isNull()) p.drawImage(0, 0, layer_);
+}
+
+QRectF PredomView::PictureRect() const {
+  QSizeF fit = QSizeF(1000, 800).scaled(QSizeF(size()), Qt::KeepAspectRatio);
+  return QRectF(QPointF((width() - fit.width()) / 2, (height() - fit.height()) / 2), fit);
 }
 
 void PredomView::resizeEvent(QResizeEvent*) {
   if (live_) {
-    frame_ = LayoutPlot(QRectF(rect()), picture_);
+    frame_ = LayoutPlot(PictureRect(), picture_);
     QImage bigger(size(), QImage::Format_ARGB32_Premultiplied);
     bigger.fill(Qt::transparent);
     layer_ = bigger;
@@ -256,8 +262,8 @@ void Predom::BuildUi() {
   auto* split = new QSplitter(Qt::Horizontal, this);
   root->addWidget(split);
   auto* panel = new QWidget(split);
-  panel->setMinimumWidth(300);
-  panel->setMaximumWidth(380);
+  panel->setMinimumWidth(350);
+  panel->setMaximumWidth(420);
   auto* col = new QVBoxLayout(panel);
   col->setContentsMargins(8, 8, 4, 8);
 
@@ -394,8 +400,11 @@ void Predom::BuildUi() {
   LabStatus->setObjectName("LabStatus");
   LabStatus->setTextInteractionFlags(Qt::TextSelectableByMouse);
   rl->addWidget(LabStatus);
+  split->setStretchFactor(0, 0);
   split->setStretchFactor(1, 1);
-  resize(1120, 720);
+  split->setCollapsible(0, false);
+  split->setSizes({360, 800});
+  resize(1160, 740);
 }
 
 void Predom::Message(const std::string& text) { messages_->Show(text, platform::kDefaultTitle); }

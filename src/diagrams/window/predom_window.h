@@ -39,7 +39,9 @@ class PredomView : public QWidget {
   void LiveCell(double x1, double y1, double x2, double y2, const QColor& color);
   void EndLive();
 
-  QSize sizeHint() const override { return {720, 580}; }
+  QSize sizeHint() const override { return {800, 640}; }
+  /// Where the picture goes: the largest 5:4 rectangle, centred (the shape of saved pictures).
+  QRectF PictureRect() const;
 
  protected:
   void paintEvent(QPaintEvent*) override;
