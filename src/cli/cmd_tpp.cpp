@@ -27,6 +27,7 @@ struct TppOptions {
   std::string db;
   std::string palette;
   bool no_fill = false;
+  bool box_lines = false;
   bool json = false;
 };
 
@@ -81,6 +82,7 @@ int RunTpp(const TppOptions& o) {
       return Fail("--size takes WIDTHxHEIGHT in pixels, for example 1000x800");
     PictureOptions po;
     po.fill_areas = !o.no_fill;
+    po.box_lines = o.box_lines;
     if (!o.palette.empty()) {
       std::string error;
       auto pal = LoadPalette(o.palette, &error);
@@ -151,6 +153,7 @@ void RegisterTpp(CLI::App& app) {
   cmd->add_option("--size", opts->size, "Picture size WIDTHxHEIGHT in pixels (default 1000x800)");
   cmd->add_option("--palette", opts->palette, "Colour palette file (*.pal) for the areas");
   cmd->add_flag("--no-fill", opts->no_fill, "Draw the borders only, without area colours");
+  cmd->add_flag("--box-lines", opts->box_lines, "Draw the border as the search's final cells instead of lines");
   cmd->add_option("--db", opts->db, "Main species database to use (default: the shipped one; no own database)");
   cmd->add_flag("--json", opts->json,
                 "Print JSON: {title, elements, species, axes, boundary_points, boundary_cells, areas, seconds}");

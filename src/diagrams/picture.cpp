@@ -168,7 +168,11 @@ DiagramPicture BuildPicture(const PredomModel& m, const PredomResult& r, const P
   p.x = {AxisTitle(m, true), X(m.xmin), X(m.xmax)};
   p.y = {AxisTitle(m, false), m.ymin, m.ymax};
 
-  for (const Segment& s : TraceBoundaries(m, r)) p.lines.push_back({X(s.x1), s.y1, X(s.x2), s.y2});
+  if (o.box_lines) {
+    for (const BoundaryCell& c : r.cells) p.boxes.push_back({X(c.x), c.y, X(c.x + r.cell_w), c.y + r.cell_h, c.species});
+  } else {
+    for (const Segment& s : TraceBoundaries(m, r)) p.lines.push_back({X(s.x1), s.y1, X(s.x2), s.y2});
+  }
 
   // Uniform cells and the quarters of the final cells (by their corners), merged along rows and
   // then along columns: a few thousand rectangles instead of tens of thousands.
@@ -229,6 +233,7 @@ std::string WritePicture(const DiagramPicture& p) {
   }
   for (const Segment& s : p.lines) out += fmt::format("L {} {} {} {}\n", s.x1, s.y1, s.x2, s.y2);
   for (const PictureFill& f : p.fills) out += fmt::format("F {} {} {} {} {}\n", f.x1, f.y1, f.x2, f.y2, f.species);
+  for (const PictureFill& b : p.boxes) out += fmt::format("B {} {} {} {} {}\n", b.x1, b.y1, b.x2, b.y2, b.species);
   for (const PictureLabel& l : p.labels) out += fmt::format("T {} {} {} {}\n", l.x, l.y, l.species, l.text);
   return out;
 }
@@ -277,11 +282,11 @@ std::optional<DiagramPicture> ReadPicture(std::string_view text, std::string* er
       double v[4];
       if (!ReadNumbers(rest, v, 4)) return fail(n + 1);
       p.lines.push_back({v[0], v[1], v[2], v[3]});
-    } else if (key == "F") {
+    } else if (key == "F" || key == "B") {
       double v[4];
       int s = 0;
       if (!ReadNumbers(rest, v, 4) || !ReadNumbers(rest, &s, 1)) return fail(n + 1);
-      p.fills.push_back({v[0], v[1], v[2], v[3], s});
+      (key == "F" ? p.fills : p.boxes).push_back({v[0], v[1], v[2], v[3], s});
     } else if (key == "T") {
       double v[2];
       int s = 0;

@@ -68,12 +68,15 @@ struct DiagramPicture {
   std::vector<Segment> lines;      ///< display units
   std::vector<PictureFill> fills;  ///< display units
   std::vector<PictureLabel> labels;
+  /// Final cells of the border, drawn as filled black boxes instead of the traced lines.
+  std::vector<PictureFill> boxes;
   bool fill_areas = true;
   Palette palette;
 };
 
 struct PictureOptions {
   bool fill_areas = true;
+  bool box_lines = false;  ///< the border as the search's final cells rather than traced lines
   Palette palette = DefaultPalette();
 };
 

@@ -102,6 +102,19 @@ TEST(PictureData, WriteReadRoundTripAndFuzz) {
   EXPECT_EQ(q->labels[6].text, "CuO*CuSO4");
   EXPECT_EQ(q->lines.size(), p.lines.size());
 
+  // The border as final cells instead of lines survives the trip as well.
+  CollectResult c = CollectData(testing::CuSOSetup(kResolutionLow), testing::CuSODatabase());
+  PictureOptions o;
+  o.box_lines = true;
+  PredomResult r = MakePicture(*c.model);
+  DiagramPicture boxes = BuildPicture(*c.model, r, o);
+  EXPECT_TRUE(boxes.lines.empty());
+  EXPECT_EQ(boxes.boxes.size(), r.cells.size());
+  std::optional<DiagramPicture> rb = ReadPicture(WritePicture(boxes));
+  ASSERT_TRUE(rb);
+  EXPECT_EQ(rb->boxes.size(), boxes.boxes.size());
+  EXPECT_DOUBLE_EQ(rb->boxes[3].x2 - rb->boxes[3].x1, r.cell_w);
+
   const char* env = std::getenv("ZYL_FUZZ_CASES");
   int n = env ? std::atoi(env) : 100000;
   std::string head = text.substr(0, 2000);

@@ -143,6 +143,14 @@ void PaintDiagram(QPainter& p, const QRectF& target, const DiagramPicture& pic, 
     }
     p.strokePath(border, QPen(ToQColor(pic.palette.At(kColorBorder)), kBorderWidth * u, Qt::SolidLine,
                               Qt::RoundCap, Qt::RoundJoin));
+    // Final cells as boxes, at least a pixel each so that the border stays closed.
+    QPainterPath boxes;
+    for (const PictureFill& b : pic.boxes) {
+      QRectF r = QRectF(f.Map(b.x1, b.y2), f.Map(b.x2, b.y1)).normalized();
+      boxes.addRect(r.adjusted(0, 0, std::max(0.0, u - r.width()), std::max(0.0, u - r.height())));
+    }
+    boxes.setFillRule(Qt::WindingFill);
+    if (!boxes.isEmpty()) p.fillPath(boxes, ToQColor(pic.palette.At(kColorBorder)));
   }
   p.restore();
 

@@ -237,7 +237,7 @@ void Predom::BuildUi() {
   QMenu* edit = menu->addMenu(tr("&Edit"));
   edit->addAction(tr("&Copy Picture"), QKeySequence::Copy, this, &Predom::CopyPicture)->setObjectName("MCopy");
   QMenu* options = menu->addMenu(tr("&Options"));
-  MShowCalc = options->addAction(tr("Show &Calculation"));
+  MShowCalc = options->addAction(tr("&Show Calculation"));
   MShowCalc->setObjectName("MShowCalc");
   MShowCalc->setCheckable(true);
   MShowCalc->setToolTip(tr("Draw the border on the screen while the search runs"));
@@ -246,6 +246,11 @@ void Predom::BuildUi() {
   MUseCol->setCheckable(true);
   MUseCol->setChecked(true);
   connect(MUseCol, &QAction::toggled, this, [this] { Redraw(); });
+  MBoxLines = options->addAction(tr("&Border as Cells"));
+  MBoxLines->setObjectName("MBoxLines");
+  MBoxLines->setCheckable(true);
+  MBoxLines->setToolTip(tr("Draw the border as the black cells the search found, not as lines"));
+  connect(MBoxLines, &QAction::toggled, this, [this] { Redraw(); });
   MSwapGases = options->addAction(tr("&Exchange Gas Pressures"));
   MSwapGases->setObjectName("MSwapGases");
   MSwapGases->setCheckable(true);
@@ -587,6 +592,7 @@ void Predom::Redraw() {
   if (!model_ || !result_) return;
   PictureOptions po;
   po.fill_areas = MUseCol->isChecked();
+  po.box_lines = MBoxLines->isChecked();
   po.palette = palette_;
   DiagramPicture pic = BuildPicture(*model_, *result_, po);
   view_->SetPicture(&pic);

@@ -122,7 +122,7 @@ class Predom : public QWidget {
   QPushButton *ButOK = nullptr, *ButCK = nullptr, *ButPsd = nullptr, *ButSave = nullptr, *ButLoad = nullptr;
   QComboBox* ComboRes = nullptr;
   QLabel *TotNum = nullptr, *LabStatus = nullptr;
-  QAction *MShowCalc = nullptr, *MUseCol = nullptr, *MSwapGases = nullptr, *MLoadUPal = nullptr,
+  QAction *MShowCalc = nullptr, *MUseCol = nullptr, *MBoxLines = nullptr, *MSwapGases = nullptr, *MLoadUPal = nullptr,
           *MColPal = nullptr;
   PredomView* view_ = nullptr;
 
