@@ -348,7 +348,8 @@ struct Searcher {
   SearchObserver* observer;
   PredomResult& out;
 
-  void Search(double x1, double x2, double y1, double y2, int& level) {
+  // One box: 3 x 3 grid points, then each of its 2 x 2 cells settled or searched again.
+  void SearchStabilities(double x1, double x2, double y1, double y2, int& level) {
     double xs[3], ys[3];
     int g[3][3];
     for (int i = 0; i < 3; ++i) {
@@ -367,7 +368,7 @@ struct Searcher {
                                 (x2 - x1) * (y2 - y1) / 2, s, level});
         } else if (level < R) {
           ++level;
-          Search(xs[i], xs[i + 1], ys[j], ys[j + 1], level);
+          SearchStabilities(xs[i], xs[i + 1], ys[j], ys[j + 1], level);
           --level;
         } else {
           out.bx.push_back(xs[i]);
@@ -390,7 +391,7 @@ PredomResult MakePicture(const PredomModel& m, SearchObserver* observer) {
   Evaluator ev(m);
   Searcher s{ev, m.resolution, observer, r};
   int level = 0;
-  s.Search(m.xmin, m.xmax, m.ymin, m.ymax, level);
+  s.SearchStabilities(m.xmin, m.xmax, m.ymin, m.ymax, level);
   return r;
 }
 

@@ -231,11 +231,13 @@ void Predom::BuildUi() {
   file->addSeparator();
   file->addAction(tr("Save &Picture..."), QKeySequence(tr("Ctrl+Shift+S")), this, &Predom::SavePictureAs)
       ->setObjectName("MSavePicture");
-  file->addAction(tr("&Print..."), QKeySequence::Print, this, &Predom::PrintPicture)->setObjectName("MPrint");
+  file->addAction(tr("&Print..."), QKeySequence::Print, this, &Predom::PrintLines)->setObjectName("MPrint");
+  file->addAction(tr("Print with Border &Cells..."), this, &Predom::PrintBoxLines)->setObjectName("MPrintBox");
   file->addSeparator();
   file->addAction(tr("&Close"), QKeySequence::Close, this, &QWidget::close);
   QMenu* edit = menu->addMenu(tr("&Edit"));
-  edit->addAction(tr("&Copy Picture"), QKeySequence::Copy, this, &Predom::CopyPicture)->setObjectName("MCopy");
+  edit->addAction(tr("&Copy Picture"), QKeySequence::Copy, this, &Predom::CopyLines)->setObjectName("MCopy");
+  edit->addAction(tr("Copy with Border &Cells"), this, &Predom::CopyBoxLines)->setObjectName("MCopyBox");
   QMenu* options = menu->addMenu(tr("&Options"));
   MShowCalc = options->addAction(tr("&Show Calculation"));
   MShowCalc->setObjectName("MShowCalc");
@@ -690,8 +692,22 @@ void Predom::SavePictureAs() {
   SavePicture(path);
 }
 
-void Predom::PrintPicture() {
-  const DiagramPicture* pic = Picture();
+std::optional<DiagramPicture> Predom::PictureFor(bool boxes) const {
+  if (!model_ || !result_) return std::nullopt;
+  PictureOptions po;
+  po.fill_areas = MUseCol->isChecked();
+  po.box_lines = boxes;
+  po.palette = palette_;
+  return BuildPicture(*model_, *result_, po);
+}
+
+void Predom::PrintLines() { Print(false); }
+void Predom::PrintBoxLines() { Print(true); }
+void Predom::CopyLines() { Copy(false); }
+void Predom::CopyBoxLines() { Copy(true); }
+
+void Predom::Print(bool boxes) {
+  std::optional<DiagramPicture> pic = PictureFor(boxes);
   if (!pic) {
     Message("Please, calculate a diagram first.");
     return;
@@ -710,8 +726,8 @@ void Predom::PrintPicture() {
   PaintDiagram(p, QRectF(0, 0, 1000, 800), *pic);
 }
 
-void Predom::CopyPicture() {
-  const DiagramPicture* pic = Picture();
+void Predom::Copy(bool boxes) {
+  std::optional<DiagramPicture> pic = PictureFor(boxes);
   if (!pic) {
     Message("Please, calculate a diagram first.");
     return;
