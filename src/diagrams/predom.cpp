@@ -456,6 +456,19 @@ std::vector<AreaSummary> PlaceLabels(const PredomResult& r) {
     if (!inside && nearest) a.x = nearest->x, a.y = nearest->y;
     out.push_back(a);
   }
+  // A sliver narrower than the finest cells shows only at corners of the border: weight 0, placed at
+  // the mean of those corners.
+  std::map<int, std::array<double, 3>> slivers;  // count, sum x, sum y
+  for (const BoundaryCell& c : r.cells)
+    for (int k = 0; k < 4; ++k) {
+      if (sums.count(c.corners[k])) continue;
+      auto& s = slivers[c.corners[k]];
+      s[0] += 1;
+      s[1] += c.x + (k & 1) * r.cell_w;
+      s[2] += c.y + (k >> 1) * r.cell_h;
+    }
+  for (const auto& [species, s] : slivers) out.push_back({species, 0.0, s[1] / s[0], s[2] / s[0]});
+  std::sort(out.begin(), out.end(), [](const AreaSummary& a, const AreaSummary& b) { return a.species < b.species; });
   return out;
 }
 
