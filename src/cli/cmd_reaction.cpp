@@ -27,8 +27,8 @@ struct ReactionCliOptions {
 
 /// Opens the databases read-only; a missing own database is simply absent.
 bool OpenDatabases(const ReactionCliOptions& o, thermo::SpeciesDatabases& dbs) {
-  const fs::path own = o.own_db.empty() ? thermo::DefaultOwnDbPath() : fs::path(o.own_db);
-  const fs::path main = o.main_db.empty() ? thermo::DefaultMainDbPath() : fs::path(o.main_db);
+  const fs::path own = o.own_db.empty() ? SettingsOwnDb() : fs::path(o.own_db);
+  const fs::path main = o.main_db.empty() ? SettingsMainDb() : fs::path(o.main_db);
   std::string error;
   if (std::error_code ec; fs::exists(own, ec)) {
     dbs.own = thermo::OpenSpeciesDb(own, nullptr, false, &error);
