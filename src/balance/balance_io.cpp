@@ -187,6 +187,7 @@ std::string ParseOheText(std::string_view text, BalanceDescription& desc) {
       }
       if (!cur.empty()) f.push_back(cur);
     }
+    if (f.empty()) continue;  // separators only
     if (section == Section::None) {
       std::string key = Upper(f[0]);
       if (key == "UNIT" || key == "UNIT:") {
