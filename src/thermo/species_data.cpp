@@ -116,6 +116,21 @@ double RangeDeltaS(const SpeciesRange& r, double Ta, double Tb) {
          r.d * kD * (b2 - a2) / 2;
 }
 
+namespace {
+
+/// dH and dS of one range from Ta to Tb with a single division; *inv_tb gets 1/Tb.
+inline void RangeDeltas(const SpeciesRange& r, double Ta, double Tb, double& dh, double& ds, double* inv_tb = nullptr) {
+  const double a2 = Ta * Ta, b2 = Tb * Tb;
+  const double inv = 1.0 / (Ta * Tb);  // 1/Ta - 1/Tb = (Tb - Ta) * inv
+  const double inv_a = inv * Tb, inv_b = inv * Ta;
+  dh = r.a * (Tb - Ta) + r.b * kB * (b2 - a2) / 2 + r.c * kC * (Tb - Ta) * inv + r.d * kD * (b2 * Tb - a2 * Ta) / 3;
+  ds = r.a * std::log(Tb / Ta) + r.b * kB * (Tb - Ta) - r.c * kC * (inv_b * inv_b - inv_a * inv_a) / 2 +
+       r.d * kD * (b2 - a2) / 2;
+  if (inv_tb) *inv_tb = inv_b;
+}
+
+}  // namespace
+
 SpeciesValues CalcSpeciesAtTPlain(const SpeciesData& sp, double T) {
   SpeciesValues v;
   const size_t n = sp.ranges.size();
@@ -124,21 +139,25 @@ SpeciesValues CalcSpeciesAtTPlain(const SpeciesData& sp, double T) {
   // The range of T: the first whose T2 is not below T; the last one above all ranges.
   size_t k = 0;
   while (k + 1 < n && T > r[k].t2) ++k;
-  double h, s;
+  double h = r[0].h, s = r[0].s, dh, ds, inv_t;
   if (k == 0) {
-    h = r[0].h + RangeDeltaH(r[0], kT0, T);
-    s = r[0].s + RangeDeltaS(r[0], kT0, T);
+    RangeDeltas(r[0], kT0, T, dh, ds, &inv_t);
   } else {
-    h = r[0].h + RangeDeltaH(r[0], kT0, r[0].t2);
-    s = r[0].s + RangeDeltaS(r[0], kT0, r[0].t2);
+    RangeDeltas(r[0], kT0, r[0].t2, dh, ds);
+    h += dh;
+    s += ds;
     for (size_t j = 1; j < k; ++j) {
-      h += r[j].h + RangeDeltaH(r[j], r[j].t1, r[j].t2);
-      s += r[j].s + RangeDeltaS(r[j], r[j].t1, r[j].t2);
+      RangeDeltas(r[j], r[j].t1, r[j].t2, dh, ds);
+      h += r[j].h + dh;
+      s += r[j].s + ds;
     }
-    h += r[k].h + RangeDeltaH(r[k], r[k].t1, T);
-    s += r[k].s + RangeDeltaS(r[k], r[k].t1, T);
+    h += r[k].h;
+    s += r[k].s;
+    RangeDeltas(r[k], r[k].t1, T, dh, ds, &inv_t);
   }
-  v.cp = RangeCp(r[k], T);
+  h += dh;
+  s += ds;
+  v.cp = r[k].a + r[k].b * kB * T + r[k].c * kC * (inv_t * inv_t) + r[k].d * kD * (T * T);
   v.h = h;
   v.s = s;
   v.g = h - T * s;
