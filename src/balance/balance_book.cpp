@@ -628,9 +628,11 @@ bool BalanceBook::PutSpecies(int sheet, int row, std::string_view formula, std::
   sh.SetText(row, col::kFormula, Trim(formula));
   if (t_display) sh.SetNumber(row, col::kTemp, *t_display);
   else sh.ClearContents(row, col::kTemp, row, col::kTemp);
-  for (int c : {col::kKmol, col::kKg, col::kNm3})
-    if (c != amount_col) sh.ClearContents(row, c, row, c);
-  sh.SetNumber(row, amount_col, amount);
+  if (amount_col >= col::kKmol && amount_col <= col::kNm3) {
+    for (int c : {col::kKmol, col::kKg, col::kNm3})
+      if (c != amount_col) sh.ClearContents(row, c, row, c);
+    sh.SetNumber(row, amount_col, amount);
+  }
   sh.SetText(row, col::kKind, kKindSpecies);
   return StreamFill(sheet, row, amount_col);
 }

@@ -201,7 +201,7 @@ class BalanceBook {
   int InputColumn(int sheet, int row) const;
 
   /// Writes a species row as if typed: formula, temperature (display unit; nullopt = empty), amount in column
-  /// amount_col. No recalculation.
+  /// amount_col (-1: keep the amount cells as they are). No recalculation.
   bool PutSpecies(int sheet, int row, std::string_view formula, std::optional<double> t_display, int amount_col,
                   double amount);
   /// Writes a stream row (name, optional temperature) at row; species rows follow below it.

@@ -8,6 +8,8 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "balance/target.h"
+
 namespace zyl::balance {
 
 namespace {
@@ -60,9 +62,10 @@ std::string ParseRows(const nlohmann::json& rows, std::vector<DescRow>& out, std
     int n = 0;
     for (auto [key, c] : {std::pair{"kmol", col::kKmol}, std::pair{"kg", col::kKg}, std::pair{"Nm3", col::kNm3}}) {
       if (!r.contains(key)) continue;
-      if (!r[key].is_number()) return fmt::format("{} row {}: \"{}\" must be a number", where, i, key);
+      if (r[key].is_string() && r[key].get<std::string>().rfind("=", 0) == 0) d.amount_formula = r[key].get<std::string>();
+      else if (!r[key].is_number()) return fmt::format("{} row {}: \"{}\" must be a number", where, i, key);
+      else d.amount = r[key].get<double>();
       d.amount_col = c;
-      d.amount = r[key].get<double>();
       ++n;
     }
     if (n != 1) return fmt::format("{} row {}: give exactly one of \"kmol\", \"kg\", \"Nm3\"", where, i);
@@ -90,7 +93,10 @@ void WriteSide(BalanceBook& book, int sheet, const std::vector<DescRow>& rows, s
       book.PutHeat(sheet, r++, d.species, d.amount);
       continue;
     }
-    if (!book.PutSpecies(sheet, r, d.species, d.T, d.amount_col, d.amount)) unknown.push_back(d.species);
+    if (!d.amount_formula.empty()) book.book().sheet(sheet).SetFormula(r, d.amount_col, d.amount_formula);
+    bool found = d.amount_formula.empty() ? book.PutSpecies(sheet, r, d.species, d.T, d.amount_col, d.amount)
+                                          : book.PutSpecies(sheet, r, d.species, d.T, -1, 0);
+    if (!found) unknown.push_back(d.species);
     ++r;
   }
   book.RefreshStreamT(sheet);
@@ -127,6 +133,27 @@ std::string ParseDescription(std::string_view text, BalanceDescription& out) {
       if (auto e = ParseRows(a["out"], area.out, fmt::format("area {} out", k)); !e.empty()) return e;
     out.areas.push_back(std::move(area));
   }
+  if (j.contains("targets")) {
+    if (!j["targets"].is_array()) return "\"targets\" must be a list";
+    int i = 0;
+    for (const auto& t : j["targets"]) {
+      ++i;
+      if (!t.is_object() || !t.contains("variable") || !t["variable"].is_string() || !t.contains("target") ||
+          !t["target"].is_string() || !t.contains("value") || !t["value"].is_number() || !t.contains("min") ||
+          !t["min"].is_number() || !t.contains("max") || !t["max"].is_number())
+        return fmt::format("target {}: \"variable\", \"min\", \"max\", \"target\" and \"value\" are needed", i);
+      DescTarget d;
+      d.variable = t["variable"].get<std::string>();
+      d.target = t["target"].get<std::string>();
+      d.min = t["min"].get<double>();
+      d.max = t["max"].get<double>();
+      d.value = t["value"].get<double>();
+      d.name = t.value("name", std::string("Variable"));
+      d.target_name = t.value("target_name", std::string("Target"));
+      d.iterations = t.value("iterations", 30);
+      out.targets.push_back(d);
+    }
+  }
   return {};
 }
 
@@ -140,6 +167,21 @@ std::string BuildBalance(BalanceBook& book, const BalanceDescription& desc) {
     int area = static_cast<int>(k) + 1;
     WriteSide(book, book.InSheet(area), desc.areas[k].in, unknown);
     WriteSide(book, book.OutSheet(area), desc.areas[k].out, unknown);
+  }
+  if (!desc.targets.empty()) {
+    platform::Sheet& sh = book.book().sheet(TargetSheet(book));
+    int r = kTargetFirstRow;
+    for (const DescTarget& t : desc.targets) {
+      sh.SetText(r, tcol::kVarName, t.name);
+      SetCellRef(sh, r, true, t.variable, true);
+      sh.SetNumber(r, tcol::kMin, t.min);
+      sh.SetNumber(r, tcol::kMax, t.max);
+      sh.SetText(r, tcol::kTargetName, t.target_name);
+      SetCellRef(sh, r, false, t.target, false);
+      sh.SetNumber(r, tcol::kTargetValue, t.value);
+      sh.SetNumber(r, tcol::kIterations, t.iterations);
+      ++r;
+    }
   }
   book.book().Recalculate();
   book.book().SetAutoRecalc(was);

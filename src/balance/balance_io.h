@@ -7,7 +7,9 @@
 //    "areas": [{"in": [ROW...], "out": [ROW...]}]}
 //   ROW = {"species": "CH4(g)", "T": 25, "kmol": 1} with exactly one of kmol, kg, Nm3 and an optional
 //   "stream": "name" grouping consecutive rows under a stream row; or a heat row {"heat": "text", "value": E}
-//   with E in the energy unit. "T" may be left out (25 °C).
+//   with E in the energy unit. "T" may be left out (25 °C). An amount may be a formula text ("=2*IN1!C4").
+//   "targets": [{"name", "variable": "IN1!C4", "min", "max", "target_name", "target": "BAL!G6", "value",
+//   "iterations"}] makes the Target sheet.
 //
 // Old heat balance file (".OHE"), plain text, one item per line, fields separated by blanks, tabs or ';':
 //   # or ! starts a comment line; blank lines are ignored
@@ -36,6 +38,16 @@ struct DescRow {
   double amount = 0;
   std::string stream;             ///< stream name, empty when none
   bool heat = false;              ///< a heat row: amount is the energy
+  std::string amount_formula;     ///< "=IN1!C5*2": the amount as a formula instead of a number
+};
+
+/// A goal-seek task for the Target sheet.
+struct DescTarget {
+  std::string name, variable;  ///< variable: "IN1!C5"
+  double min = 0, max = 0;
+  std::string target_name, target;  ///< target: a formula cell, "BAL!G6"
+  double value = 0;
+  int iterations = 30;
 };
 
 struct DescArea {
@@ -45,6 +57,7 @@ struct DescArea {
 struct BalanceDescription {
   BalanceUnits units;
   std::vector<DescArea> areas;
+  std::vector<DescTarget> targets;  ///< a Target sheet when not empty
 };
 
 /// Parses the description JSON; returns the reason when it is not a valid description.

@@ -1,5 +1,7 @@
 #include "balance/species_source.h"
 
+#include <filesystem>
+
 #include "thermo/formula.h"
 #include "thermo/lookup.h"
 
@@ -42,6 +44,20 @@ void MapSpeciesSource::Add(std::string name, thermo::SpeciesData data, double db
   info->first_rec = static_cast<int>(species_.size()) + 1;
   info->last_rec = info->first_rec + static_cast<int>(info->data.ranges.size()) - 1;
   species_[std::move(name)] = std::move(info);
+}
+
+std::string OpenReadOnlyDatabases(thermo::SpeciesDatabases& dbs, std::string own, std::string main) {
+  std::filesystem::path main_path = main.empty() ? thermo::DefaultMainDbPath() : std::filesystem::path(main);
+  std::filesystem::path own_path = own.empty() ? thermo::DefaultOwnDbPath() : std::filesystem::path(own);
+  std::string error;
+  dbs.main = thermo::OpenSpeciesDb(main_path, nullptr, false, &error);
+  if (!dbs.main) return error.empty() ? "Can not open: " + main_path.string() : error;
+  std::error_code ec;
+  if (std::filesystem::exists(own_path, ec)) {
+    dbs.own = thermo::OpenSpeciesDb(own_path, nullptr, false, &error);
+    if (!dbs.own && !own.empty()) return error;
+  }
+  return {};
 }
 
 const SpeciesInfo* MapSpeciesSource::Lookup(std::string_view name) {

@@ -12,6 +12,9 @@
 namespace zyl::thermo {
 struct SpeciesDatabases;
 }
+namespace zyl::platform {
+class Messages;
+}
 
 namespace zyl::balance {
 
@@ -59,5 +62,9 @@ class MapSpeciesSource : public SpeciesSource {
  private:
   std::map<std::string, std::unique_ptr<SpeciesInfo>, std::less<>> species_;
 };
+
+/// Opens a pair of databases read-only for the command line: the main database (an empty path: the shipped
+/// one) must open; the own database (an empty path: the user's) is opened when it exists. Returns the error.
+std::string OpenReadOnlyDatabases(thermo::SpeciesDatabases& dbs, std::string own, std::string main);
 
 }  // namespace zyl::balance
