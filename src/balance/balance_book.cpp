@@ -274,7 +274,11 @@ void BalanceBook::BuildAreaSheet(int sheet, bool input, int area) {
   (void)area;
   Sheet& sh = book_.sheet(sheet);
   Headings(sheet);
-  sh.SetColumnWidth(col::kFormula, 14);
+  sh.SetColumnWidth(col::kFormula, 18);
+  for (int c = col::kKmol; c <= col::kNm3; ++c) sh.SetColumnWidth(c, 11);
+  sh.SetColumnWidth(col::kLatH, 14);
+  sh.SetColumnWidth(col::kTotH, 14);
+  for (int c = col::kTotal; c < col::kKind; ++c) sh.SetColumnWidth(c, 12);
   for (int c = col::kSpecLatH; c < col::kTotal; ++c) sh.SetColumnHidden(c, true);
   sh.SetColumnHidden(col::kKind, true);
   const int r = kFirstDataRow + 1;
@@ -283,7 +287,8 @@ void BalanceBook::BuildAreaSheet(int sheet, bool input, int area) {
     sh.SetFormula(0, col::kTotal + k,
                   fmt::format("=SUM({0}{2}:{0}{3})-SUM({1}{2}:{1}{3})", c, o, r, platform::kMaxRows));
   }
-  sh.SetNumberFormat(kFirstDataRow, col::kKmol, kFirstDataRow + 200, col::kTotH, "0.000");
+  sh.SetNumberFormat(kFirstDataRow, col::kTemp, kFirstDataRow + 100, col::kTemp, "0.0#");
+  sh.SetNumberFormat(kFirstDataRow, col::kKmol, kFirstDataRow + 100, col::kTotH, "0.000");
   sh.SetNumberFormat(0, col::kTotal, 0, col::kTotal + 4, "0.000");
 }
 
@@ -318,7 +323,8 @@ void BalanceBook::BuildBalSheet() {
     }
     sh.SetNumberFormat(r0 + 3, col::kKmol, r0 + 5, col::kTotH, "0.000");
   }
-  sh.SetColumnWidth(0, 16);
+  sh.SetColumnWidth(0, 18);
+  for (int c = col::kKmol; c <= col::kTotH; ++c) sh.SetColumnWidth(c, 14);
   sh.SetColumnHidden(kUnitsCol, true);
   WriteUnits();
 }
@@ -549,6 +555,10 @@ bool BalanceBook::StreamFill(int sheet, int row, int typed_col) {
   SetRed(sheet, row, col::kFormula, true);
   SetRed(sheet, row, col::kTemp, true);
   for (int c : {col::kKmol, col::kKg, col::kNm3}) SetRed(sheet, row, c, c == input);
+  if (sh.Style(row, col::kTotH).number_format.empty()) {
+    sh.SetNumberFormat(row, col::kTemp, row, col::kTemp, "0.0#");
+    sh.SetNumberFormat(row, col::kKmol, row, col::kTotH, "0.000");
+  }
   return true;
 }
 

@@ -129,7 +129,7 @@ void StreamDoc::SetRow(int index, std::string_view formula, double amount) {
   Sheet& sh = sheet();
   // A "Total" row in the way moves below.
   const CellValue& v = sh.Value(r, scol::kSpecies);
-  if (v.is_text() && v.text == "Total") sh.ClearContents(r, 0, r, scol::kDens);
+  if (v.is_text() && v.text == "Total") sh.ClearAll(r, 0, r, scol::kDens);
   sh.SetText(r, scol::kSpecies, Trim(formula));
   sh.SetNumber(r, scol::kAmount, amount);
   RefreshAll();
