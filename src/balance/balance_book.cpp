@@ -478,7 +478,9 @@ bool BalanceBook::Editable(int sheet, int row, int c) const {
 }
 
 void BalanceBook::SetRed(int sheet, int row, int c, bool red) {
-  book_.sheet(sheet).SetFontColor(row, c, row, c, red ? platform::kRed : platform::kBlack);
+  Sheet& sh = book_.sheet(sheet);
+  uint32_t color = red ? platform::kRed : platform::kBlack;
+  if (sh.Style(row, c).color != color) sh.SetFontColor(row, c, row, c, color);
 }
 
 std::string BalanceBook::TempCellRefKelvin(int row) const {
@@ -526,16 +528,24 @@ bool BalanceBook::StreamFill(int sheet, int row, int typed_col) {
   thermo::SpeciesValues v = thermo::CalcSpeciesAtT(sp->data, T);
   thermo::SpeciesValues v0 = thermo::CalcSpeciesAtT(sp->data, thermo::kT0);
   const double factor = EnergyFactor(units_.energy);  // energy unit per kcal; H in cal/mol = kcal/kmol
-  sh.SetNumber(row, col::kSpecLatH, (v.h - v0.h) * factor);
-  sh.SetNumber(row, col::kSpecTotH, v.h * factor);
-  sh.SetNumber(row, col::kMW, sp->mw);
-  sh.SetNumber(row, col::kDens, BalanceDensity(name, sp->mw, sp->db_density, units_.ideal_gas));
-  sh.SetNumber(row, col::kDbNo, sp->db_no);
-  sh.SetNumber(row, col::kFRec, sp->first_rec);
-  sh.SetNumber(row, col::kLRec, sp->last_rec);
-  sh.SetText(row, col::kKind, kKindSpecies);
+  // Unchanged cells are not written again, so that a refill recalculates only what moved.
+  auto number = [&](int c, double x) {
+    const CellValue& old = sh.Value(row, c);
+    if (!old.is_number() || old.number != x || sh.Find(row, c)->has_formula()) sh.SetNumber(row, c, x);
+  };
+  number(col::kSpecLatH, (v.h - v0.h) * factor);
+  number(col::kSpecTotH, v.h * factor);
+  number(col::kMW, sp->mw);
+  number(col::kDens, BalanceDensity(name, sp->mw, sp->db_density, units_.ideal_gas));
+  number(col::kDbNo, sp->db_no);
+  number(col::kFRec, sp->first_rec);
+  number(col::kLRec, sp->last_rec);
+  if (sh.Value(row, col::kKind).text != kKindSpecies) sh.SetText(row, col::kKind, kKindSpecies);
   const int r = row + 1;
-  auto put = [&](int c, std::string_view pattern) { sh.SetFormula(row, c, fmt::format(fmt::runtime(pattern), r)); };
+  auto put = [&](int c, std::string_view pattern) {
+    std::string f = fmt::format(fmt::runtime(pattern), r);
+    if (sh.Formula(row, c) != f) sh.SetFormula(row, c, f);
+  };
   switch (input) {
     case col::kKg:
       put(col::kKmol, "=D{0}/J{0}");
