@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
@@ -141,6 +142,38 @@ TEST(BalanceCli, StreamConvertRoundTrip) {
   EXPECT_NEAR(kmol["rows"][1]["amount"].get<double>(), 79, 1e-9);
   Zyl("stream convert " + file + " --to litres" + db, &st);
   EXPECT_EQ(st, 1);
+}
+
+}  // namespace
+}  // namespace zyl::balance
+
+namespace zyl::balance {
+namespace {
+
+TEST(BalanceFile, SameTotalsAfterASpreadsheetProgramRecalculates) {
+  // LibreOffice, where installed, opens the saved balance, recalculates it and saves it again.
+  if (std::system("command -v soffice > /dev/null 2>&1") != 0) GTEST_SKIP() << "LibreOffice (soffice) not installed";
+  testing::Fixture f;
+  int in = f.book.InSheet(1), out = f.book.OutSheet(1);
+  f.book.PutStream(in, R, "Feed", 25);
+  f.book.PutSpecies(in, R + 1, "CH4(g)", 25, col::kKmol, 1);
+  f.book.PutSpecies(in, R + 2, "O2(g)", 25, col::kKg, 64);
+  f.book.RefreshStreamT(in);
+  f.book.PutSpecies(out, R, "CO2(g)", 1200, col::kNm3, 22.4136);
+  f.book.book().Recalculate();
+  testing::TempDir dir;
+  ASSERT_EQ(f.book.Save(dir / "b.xlsx"), "");
+  fs::create_directories(dir / "lo");
+  std::string cmd = "cd " + (dir / "lo").string() + " && HOME=" + (dir / "lo").string() +
+                    " soffice --headless --calc --convert-to xlsx --outdir " + (dir / "lo").string() + " " +
+                    (dir / "b.xlsx").string() + " > /dev/null 2>&1";
+  ASSERT_EQ(std::system(cmd.c_str()), 0);
+  platform::Workbook wb;
+  ASSERT_EQ(wb.Load(dir / "lo" / "b.xlsx"), "");
+  for (int c = col::kKmol; c <= col::kTotH; ++c)
+    for (int r = 3; r <= 5; ++r)
+      EXPECT_NEAR(wb.sheet(0).Number(r, c).value_or(1e300), f.book.book().sheet(0).Number(r, c).value(), 1e-6)
+          << platform::CellName(r, c);
 }
 
 }  // namespace
