@@ -324,6 +324,7 @@ void RegisterBalance(CLI::App& app) {
 
   auto* recalc = balance->add_subcommand("recalc", "Refill and recalculate; print the BAL sheet totals");
   recalc->add_option("FILE", o->file, "Balance workbook")->required();
+  recalc->add_option("--area", o->area, "Balance area whose block is reported first (default 1)");
   recalc->add_flag("--save", o->save, "Write the recalculated workbook back");
   DbOptions(recalc, *o);
   recalc->callback([o] { RunRecalc(*o); });

@@ -134,6 +134,11 @@ QAction* Balance::Add(QMenu* menu, const char* name, const QString& text, void (
 
 QAction* Balance::Action(const char* name) const { return findChild<QAction*>(name); }
 
+const double* Balance::ProductTemperature(int area) const {
+  auto it = product_t_.find(area);
+  return it == product_t_.end() ? nullptr : &it->second;
+}
+
 int Balance::CurrentArea() const {
   int area = 0;
   SheetRole role = book_->Role(grid_->CurrentSheet(), &area);
@@ -492,6 +497,7 @@ TBalResult BalTem::Calculate() {
   b.MReCalc(area_->value());
   TBalResult r = CalTBal(b, area_->value(), true);
   QApplication::restoreOverrideCursor();
+  if (r.done && r.iterated) balance_->SetProductTemperature(area_->value(), r.t_display);
   result_->setText(QString::fromStdString(r.message));
   return r;
 }
@@ -551,7 +557,8 @@ void BalMat::Fill(int area) {
   WriteBalMat(eb, b.units(), book_.sheet(0));
   book_.RecalculateDirty();
   grid_->Refresh();
-  report_->setPlainText(QString::fromStdString(MaterialBalanceReport(eb, b.units(), b.file().filename().string())));
+  report_->setPlainText(QString::fromStdString(
+      MaterialBalanceReport(eb, b.units(), b.file().filename().string(), balance_->ProductTemperature(area))));
 }
 
 QString BalMat::Report() const { return report_->toPlainText(); }

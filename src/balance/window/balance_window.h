@@ -4,6 +4,7 @@
 
 #include <QDialog>
 #include <QMainWindow>
+#include <map>
 #include <memory>
 
 #include "balance/balance_book.h"
@@ -49,6 +50,9 @@ class Balance : public QMainWindow {
   QAction* Action(const char* name) const;
   /// The balance area of the sheet shown (1 on BAL and user sheets).
   int CurrentArea() const;
+  /// Temperature of products (display unit) last found for an area, nullptr when none.
+  const double* ProductTemperature(int area) const;
+  void SetProductTemperature(int area, double t_display) { product_t_[area] = t_display; }
 
   /// Opens a balance file (as MOpen without the dialog).
   bool OpenFile(const QString& path);
@@ -94,6 +98,7 @@ class Balance : public QMainWindow {
   platform::Clip clip_;
   bool has_clip_ = false;
   int clip_sheet_ = -1, clip_row_ = -1;
+  std::map<int, double> product_t_;
 };
 
 /// Temperature of products of one balance area.
