@@ -36,7 +36,8 @@ std::string Canon(std::string_view f) {
 
 std::string Ref(int col, int row) { return platform::ColumnName(col) + std::to_string(row + 1); }
 
-/// Switches automatic recalculation off for a batch of writes and recalculates what changed at the end.
+/// Switches automatic recalculation off for a batch of writes and recalculates what changed at the end
+/// (everything after rows were inserted or deleted: moved cells do not mark their dependents).
 class Batch {
  public:
   explicit Batch(Workbook& b, bool full = false) : b_(b), was_(b.AutoRecalc()), full_(full) {
@@ -766,7 +767,7 @@ bool BalanceBook::InsertStream(int sheet, int row, std::string_view name) {
     return false;
   }
   row = std::max(row, kFirstDataRow);
-  Batch batch(book_);
+  Batch batch(book_, true);  // rows move: recalculate everything at the end
   Sheet& sh = book_.sheet(sheet);
   bool used = false;
   for (int c = col::kFormula; c < col::kTotal && !used; ++c) used = !sh.Value(row, c).empty();
@@ -801,7 +802,7 @@ bool BalanceBook::MInsRow(int sheet, int row, int count) {
     msgs_.Show(ProtectedMessage());
     return false;
   }
-  Batch batch(book_);
+  Batch batch(book_, true);  // rows move: recalculate everything at the end
   std::string err = book_.sheet(sheet).InsertRows(row, count);
   if (!err.empty()) {
     msgs_.Show(err);
@@ -817,7 +818,7 @@ bool BalanceBook::MDelRow(int sheet, int row, int count) {
     msgs_.Show(ProtectedMessage());
     return false;
   }
-  Batch batch(book_);
+  Batch batch(book_, true);  // rows move: recalculate everything at the end
   Sheet& sh = book_.sheet(sheet);
   std::string err = sh.DeleteRows(row, count);
   if (!err.empty()) {
@@ -954,7 +955,7 @@ bool BalanceBook::MPasteL(int src_sheet, int src_row, int dst_sheet, int dst_row
     rows.push_back(r);
   }
   dst_row = std::max(dst_row, kFirstDataRow);
-  Batch batch(book_);
+  Batch batch(book_, true);  // rows move: recalculate everything at the end
   Sheet& dst = book_.sheet(dst_sheet);
   bool used = false;
   for (int r = dst_row; r < dst_row + static_cast<int>(rows.size()) && !used; ++r)

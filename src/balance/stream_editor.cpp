@@ -315,7 +315,7 @@ bool CopyStreamToBalance(const StreamDoc& stream, BalanceBook& book, int sheet, 
   for (size_t i = 0; i < species.size(); ++i)
     book.PutSpecies(sheet, row + 1 + static_cast<int>(i), species[i].formula, t, col::kKmol, species[i].kmol);
   book.RefreshStreamT(sheet);
-  book.book().RecalculateDirty();
+  book.book().Recalculate();
   return true;
 }
 

@@ -290,3 +290,53 @@ TEST(BalanceBook, PasteStreamAsLinks) {
 
 }  // namespace
 }  // namespace zyl::balance
+
+namespace zyl::balance {
+namespace {
+
+TEST(BalanceBook, RowEditsKeepFormulasAndTotals) {
+  testing::Fixture f;
+  int in = f.book.InSheet(1);
+  const platform::Sheet& sh = f.book.book().sheet(in);
+  f.book.PutStream(in, kFirstDataRow, "Air", 25);
+  f.book.PutSpecies(in, kFirstDataRow + 1, "O2(g)", 25, col::kKmol, 1);
+  f.book.PutSpecies(in, kFirstDataRow + 2, "N2(g)", 25, col::kKg, 28.0134);
+  f.book.PutSpecies(in, kFirstDataRow + 3, "CO2(g)", 25, col::kKmol, 2);
+  f.book.RefreshStreamT(in);
+  f.book.book().Recalculate();
+  ASSERT_TRUE(f.book.MDelRow(in, kFirstDataRow + 1));
+  EXPECT_EQ(sh.Formula(kFirstDataRow + 1, col::kKmol), "=D5/J5");
+  double n2 = sh.Number(kFirstDataRow + 1, col::kKmol).value();
+  EXPECT_NEAR(n2, 1.0, 1e-4);
+  EXPECT_EQ(sh.Formula(kFirstDataRow, col::kKmol), "=SUM(C5:C6)");
+  EXPECT_NEAR(ReadBalSheet(f.book)[0].in.kmol, n2 + 2, 1e-12);
+  ASSERT_TRUE(f.book.MInsRow(in, kFirstDataRow + 1));
+  EXPECT_EQ(sh.Formula(kFirstDataRow + 2, col::kTotH), "=C6*I6");
+  EXPECT_NEAR(ReadBalSheet(f.book)[0].in.kmol, n2 + 2, 1e-12);
+  EXPECT_FALSE(f.book.MDelRow(in, 1));  // headings
+  f.book.book().sheet(in).SetText(platform::kMaxRows - 1, 0, "last row");
+  EXPECT_FALSE(f.book.MInsRow(in, kFirstDataRow));
+  EXPECT_EQ(f.msgs.Last(), "Insert would shift cells off the sheet!");
+}
+
+TEST(BalanceBook, TemperatureUnitWrapsStreamFormulas) {
+  testing::Fixture f;
+  int in = f.book.InSheet(1), out = f.book.OutSheet(1);
+  f.book.PutStream(out, kFirstDataRow, "Gas", 500);
+  f.book.PutSpecies(out, kFirstDataRow + 1, "CO2(g)", 500, col::kKmol, 1);
+  f.book.PutStream(in, kFirstDataRow, "Recycle");
+  f.book.PutSpecies(in, kFirstDataRow + 1, "CO2(g)", 25, col::kKmol, 1);
+  f.book.RefreshStreamT(in);
+  f.book.RefreshStreamT(out);
+  ASSERT_TRUE(f.book.EditCell(in, kFirstDataRow, col::kTemp, "=OUT1!B4-100"));
+  const platform::Sheet& sh = f.book.book().sheet(in);
+  EXPECT_DOUBLE_EQ(sh.Number(kFirstDataRow + 1, col::kTemp).value(), 400);
+  f.book.MUnits({EnergyUnit::kcal, TempUnit::K, false});
+  EXPECT_EQ(sh.Formula(kFirstDataRow, col::kTemp), "=(OUT1!B4-100)+273.15");
+  EXPECT_NEAR(sh.Number(kFirstDataRow, col::kTemp).value(), 773.15 - 100 + 273.15, 1e-9);  // K + K: as typed
+  f.book.MUnits({EnergyUnit::kcal, TempUnit::C, false});
+  EXPECT_NEAR(f.book.book().sheet(out).Number(kFirstDataRow, col::kTemp).value(), 500, 1e-9);
+}
+
+}  // namespace
+}  // namespace zyl::balance

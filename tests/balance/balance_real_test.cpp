@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 #include <nlohmann/json.hpp>
 
 #include "balance/balance_calc.h"
@@ -137,6 +139,12 @@ TEST(BalanceCli, StreamConvertRoundTrip) {
   ASSERT_EQ(st, 0);
   EXPECT_EQ(nm3["content_unit"], "vol-%");
   EXPECT_NEAR(nm3["rows"][0]["amount"].get<double>(), 21 * 22.4136, 1e-6);
+  // Text output against the blessed copy (regenerate on purpose only).
+  std::string text = Zyl("stream convert " + file + " --to Nm3 -o " + (dir / "b.STR").string() + db, &st);
+  std::ifstream golden(std::string(ZYL_TESTS_DIR) + "/golden/balance_stream_air_nm3.txt");
+  std::stringstream want;
+  want << golden.rdbuf();
+  EXPECT_EQ(text, want.str());
   auto kmol = nlohmann::json::parse(Zyl("stream convert " + file + " --to kmol --json" + db, &st));
   EXPECT_NEAR(kmol["rows"][0]["amount"].get<double>(), 21, 1e-9);
   EXPECT_NEAR(kmol["rows"][1]["amount"].get<double>(), 79, 1e-9);
