@@ -157,8 +157,6 @@ std::string QuoteSheetName(std::string_view name) {
   for (char c : name)
     if (!((c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_' || c == '.'))
       plain = false;
-  // A bare name that reads as a cell ("A1") or a boolean needs quotes too.
-  if (plain && (ParseCellRef(name) || EqualsNoCase(name, "TRUE") || EqualsNoCase(name, "FALSE"))) plain = false;
   if (plain) return std::string(name);
   std::string s = "'";
   for (char c : name) {
@@ -210,7 +208,8 @@ std::string Clip::ToTsv() const {
 // Sheet
 
 Sheet::Sheet(WorkbookImpl* book, std::uint32_t id, std::string name)
-    : book_(book), id_(id), name_(std::move(name)), cols_(kMaxCols), hidden_(kMaxCols, false) {}
+    : book_(book), id_(id), name_(std::move(name)), cols_(kMaxCols), hidden_(kMaxCols, false),
+      col_style_(kMaxCols, 0) {}
 
 int Sheet::Index() const { return book_->IndexOf(this); }
 
@@ -255,7 +254,7 @@ std::string Sheet::DisplayText(int row, int col) const {
 
 const CellStyle& Sheet::Style(int row, int col) const {
   const Cell* c = Find(row, col);
-  return book_->styles[c ? std::size_t(c->style) : 0];
+  return book_->styles[std::size_t(c ? c->style : ColumnStyle(col))];
 }
 
 int Sheet::LastRow() const {
@@ -325,10 +324,11 @@ std::string Sheet::SetFormula(int row, int col, std::string_view formula) {
     ClearContents(row, col, row, col);
     return {};
   }
-  auto code = book_->Compile(formula, id_);
+  std::string text = NormalizeFormula(formula);
+  auto code = book_->Compile(text, id_);
   Cell& c = book_->Touch(*this, row, col);
   auto old = std::move(c.code);
-  c.formula = std::string(formula);
+  c.formula = std::move(text);
   c.code = code;
   c.value = CellValue::Error(CellError::Name);
   std::string error = code->error;
@@ -376,7 +376,7 @@ void Sheet::ClearContents(int r1, int c1, int r2, int c2) {
       cell.formula.clear();
       cell.value = CellValue();
       ++it;
-      if (cell.style == 0) m.erase(r);
+      if (cell.style == col_style_[std::size_t(c)]) m.erase(r);
       if (had || old) book_->ContentChanged(*this, r, c, old);
     }
   }
@@ -400,20 +400,32 @@ void Sheet::SetStyle(int row, int col, const CellStyle& style) {
 void Sheet::ModifyStyle(int r1, int c1, int r2, int c2, const std::function<void(CellStyle&)>& change) {
   Order(r1, c1, r2, c2);
   std::map<int, int> memo;  // old style -> new style
+  auto restyle = [&](int old) {
+    auto f = memo.find(old);
+    if (f == memo.end()) {
+      CellStyle s = book_->styles[std::size_t(old)];
+      change(s);
+      f = memo.emplace(old, book_->owner->StyleIndex(s)).first;
+    }
+    return f->second;
+  };
+  if (r1 == 0 && r2 == kMaxRows - 1) {
+    for (int c = c1; c <= c2; ++c) {
+      col_style_[std::size_t(c)] = restyle(col_style_[std::size_t(c)]);
+      for (auto& [r, cell] : cols_[std::size_t(c)]) cell.style = restyle(cell.style);
+    }
+    book_->Emit({WorkbookEvent::Kind::Styles, Index(), r1, c1, r2, c2});
+    return;
+  }
   for (int c = c1; c <= c2; ++c) {
     auto& m = cols_[std::size_t(c)];
     for (int r = r1; r <= r2; ++r) {
       auto it = m.find(r);
-      int old = it == m.end() ? 0 : it->second.style;
-      auto f = memo.find(old);
-      if (f == memo.end()) {
-        CellStyle s = book_->styles[std::size_t(old)];
-        change(s);
-        f = memo.emplace(old, book_->owner->StyleIndex(s)).first;
-      }
-      if (f->second == old) continue;
+      int old = it == m.end() ? col_style_[std::size_t(c)] : it->second.style;
+      int now = restyle(old);
+      if (now == old) continue;
       if (it == m.end()) it = m.emplace(r, Cell{}).first;
-      it->second.style = f->second;
+      it->second.style = now;
     }
   }
   book_->Emit({WorkbookEvent::Kind::Styles, Index(), r1, c1, r2, c2});
@@ -541,6 +553,8 @@ std::string Sheet::InsertColumns(int at, int count) {
   for (int c = at; c < at + count; ++c) cols_[std::size_t(c)].clear();
   std::rotate(hidden_.begin() + at, hidden_.end() - count, hidden_.end());
   for (int c = at; c < at + count; ++c) hidden_[std::size_t(c)] = false;
+  std::rotate(col_style_.begin() + at, col_style_.end() - count, col_style_.end());
+  for (int c = at; c < at + count; ++c) col_style_[std::size_t(c)] = at > 0 ? col_style_[std::size_t(at - 1)] : 0;
   std::map<int, double> w;
   for (auto [c, v] : widths_)
     if (c < at) w[c] = v;
@@ -566,6 +580,8 @@ std::string Sheet::DeleteColumns(int at, int count) {
   std::rotate(cols_.begin() + at, cols_.begin() + at + count, cols_.end());
   std::rotate(hidden_.begin() + at, hidden_.begin() + at + count, hidden_.end());
   for (int c = kMaxCols - count; c < kMaxCols; ++c) hidden_[std::size_t(c)] = false;
+  std::rotate(col_style_.begin() + at, col_style_.begin() + at + count, col_style_.end());
+  for (int c = kMaxCols - count; c < kMaxCols; ++c) col_style_[std::size_t(c)] = 0;
   std::map<int, double> w;
   for (auto [c, v] : widths_)
     if (c < at) w[c] = v;
@@ -647,6 +663,34 @@ std::string Sheet::PasteLink(int row, int col, const Clip& clip) {
   return {};
 }
 
+std::string Sheet::PasteText(int row, int col, std::string_view tsv) {
+  std::vector<std::vector<std::string_view>> lines;
+  while (!tsv.empty()) {
+    std::size_t nl = tsv.find('\n');
+    std::string_view line = tsv.substr(0, nl);
+    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    std::vector<std::string_view> fields;
+    for (;;) {
+      std::size_t tab = line.find('\t');
+      fields.push_back(line.substr(0, tab));
+      if (tab == std::string_view::npos) break;
+      line.remove_prefix(tab + 1);
+    }
+    lines.push_back(std::move(fields));
+    if (nl == std::string_view::npos) break;
+    tsv.remove_prefix(nl + 1);
+  }
+  std::size_t width = 0;
+  for (const auto& l : lines) width = std::max(width, l.size());
+  if (!InSheet(row, col) || row + int(lines.size()) > kMaxRows || col + int(width) > kMaxCols)
+    return std::string(kPasteOffSheet);
+  Batch batch(*book_);
+  for (std::size_t r = 0; r < lines.size(); ++r)
+    for (std::size_t c = 0; c < lines[r].size(); ++c) SetInput(row + int(r), col + int(c), lines[r][c]);
+  if (!lines.empty()) book_->EmitCells(*this, row, col, row + int(lines.size()) - 1, col + int(width) - 1);
+  return {};
+}
+
 // ---------------------------------------------------------------------------------------------------------------
 // WorkbookImpl
 
@@ -657,12 +701,11 @@ const CellValue* WorkbookImpl::ValueAt(std::uint32_t sheet, int row, int col) co
   return c ? &c->value : nullptr;
 }
 
-Cell* WorkbookImpl::CellAt(std::uint64_t key) {
-  Sheet* s = SheetById(KeySheet(key));
-  return s ? const_cast<Cell*>(s->Find(KeyRow(key), KeyCol(key))) : nullptr;
+Cell& WorkbookImpl::Touch(Sheet& s, int row, int col) {
+  auto [it, made] = s.cols_[std::size_t(col)].try_emplace(row);
+  if (made) it->second.style = s.col_style_[std::size_t(col)];
+  return it->second;
 }
-
-Cell& WorkbookImpl::Touch(Sheet& s, int row, int col) { return s.cols_[std::size_t(col)][row]; }
 
 int WorkbookImpl::IndexOf(const Sheet* s) const {
   for (std::size_t i = 0; i < sheets.size(); ++i)
@@ -688,13 +731,13 @@ std::uint32_t WorkbookImpl::ResolveSheet(const RefToken& t, std::uint32_t self) 
   return UINT32_MAX;
 }
 
-void WorkbookImpl::Register(std::uint64_t key, const FormulaCode& code) {
+void WorkbookImpl::Register(std::uint64_t key, Cell* cell, const FormulaCode& code) {
   for (const RefArea& a : code.refs) {
     if (std::int64_t(a.r2 - a.r1 + 1) * (a.c2 - a.c1 + 1) <= kExpandArea) {
       for (int c = a.c1; c <= a.c2; ++c)
-        for (int r = a.r1; r <= a.r2; ++r) dependents[CellKey(a.sheet, r, c)].push_back(key);
+        for (int r = a.r1; r <= a.r2; ++r) dependents[CellKey(a.sheet, r, c)].push_back({key, cell});
     } else {
-      big_ranges[a.sheet].push_back({a.r1, a.c1, a.r2, a.c2, key});
+      big_ranges[a.sheet].push_back({a.r1, a.c1, a.r2, a.c2, {key, cell}});
     }
   }
 }
@@ -707,7 +750,7 @@ void WorkbookImpl::Unregister(std::uint64_t key, const FormulaCode& code) {
           auto it = dependents.find(CellKey(a.sheet, r, c));
           if (it == dependents.end()) continue;
           auto& v = it->second;
-          auto f = std::find(v.begin(), v.end(), key);
+          auto f = std::find_if(v.begin(), v.end(), [key](const Dep& d) { return d.key == key; });
           if (f != v.end()) {
             *f = v.back();
             v.pop_back();
@@ -719,7 +762,7 @@ void WorkbookImpl::Unregister(std::uint64_t key, const FormulaCode& code) {
       if (it == big_ranges.end()) continue;
       auto& v = it->second;
       for (std::size_t i = 0; i < v.size(); ++i)
-        if (v[i].formula == key && v[i].r1 == a.r1 && v[i].c1 == a.c1 && v[i].r2 == a.r2 && v[i].c2 == a.c2) {
+        if (v[i].formula.key == key && v[i].r1 == a.r1 && v[i].c1 == a.c1 && v[i].r2 == a.r2 && v[i].c2 == a.c2) {
           v[i] = v.back();
           v.pop_back();
           break;
@@ -732,7 +775,7 @@ template <class Fn>
 void WorkbookImpl::ForEachDependent(std::uint64_t key, Fn&& fn) const {
   auto it = dependents.find(key);
   if (it != dependents.end())
-    for (std::uint64_t d : it->second) fn(d);
+    for (const Dep& d : it->second) fn(d);
   if (big_ranges.empty()) return;
   auto b = big_ranges.find(KeySheet(key));
   if (b == big_ranges.end()) return;
@@ -746,11 +789,13 @@ void WorkbookImpl::ContentChanged(Sheet& s, int row, int col, const std::shared_
   if (old_code) {
     Unregister(key, *old_code);
     formulas.erase(key);
+    volatiles.erase(key);
   }
-  const Cell* c = s.Find(row, col);
+  Cell* c = const_cast<Cell*>(s.Find(row, col));
   if (c && c->code) {
-    Register(key, *c->code);
-    formulas.insert(key);
+    Register(key, c, *c->code);
+    formulas[key] = c;
+    if (c->code->volatile_fn) volatiles.insert(key);
   }
   if (batch > 0 || !auto_recalc) {
     pending.insert(key);
@@ -761,46 +806,55 @@ void WorkbookImpl::ContentChanged(Sheet& s, int row, int col, const std::shared_
 }
 
 void WorkbookImpl::Recalc(const std::vector<std::uint64_t>& seeds, bool all) {
-  // Affected formulas with their count of affected precedents; evaluated in dependency order (Kahn), so no
-  // recursion however long the chains; whatever is left is on or behind a cycle.
-  std::unordered_map<std::uint64_t, int> indeg;
+  // Affected formulas, each with its count of affected precedents, are evaluated in dependency order (Kahn), so
+  // no recursion however long the chains; whatever is left over is on or behind a cycle.
+  ++epoch;
+  struct Node {
+    std::uint64_t key;
+    Cell* cell;
+    const std::vector<Dep>* direct;   // formulas reading this cell
+    const std::vector<BigRange>* big;  // large blocks on its sheet
+  };
+  std::vector<Node> nodes;
+  auto visit = [&](const Dep& d) {
+    if (d.cell->rc_epoch == epoch) return;
+    d.cell->rc_epoch = epoch;
+    d.cell->rc_indeg = 0;
+    d.cell->rc_index = int(nodes.size());
+    auto it = dependents.find(d.key);
+    auto b = big_ranges.empty() ? big_ranges.end() : big_ranges.find(KeySheet(d.key));
+    nodes.push_back({d.key, d.cell, it == dependents.end() ? nullptr : &it->second,
+                     b == big_ranges.end() || b->second.empty() ? nullptr : &b->second});
+  };
+  auto each = [](const Node& n, auto&& fn) {
+    if (n.direct)
+      for (const Dep& d : *n.direct) fn(d);
+    if (n.big) {
+      int r = KeyRow(n.key), c = KeyCol(n.key);
+      for (const BigRange& br : *n.big)
+        if (r >= br.r1 && r <= br.r2 && c >= br.c1 && c <= br.c2) fn(br.formula);
+    }
+  };
   if (all) {
-    indeg.reserve(formulas.size() * 2);
-    for (std::uint64_t f : formulas) indeg.emplace(f, 0);
+    // Walk the sheets rather than the formula set: cells lie in memory roughly in the order they were made.
+    nodes.reserve(formulas.size());
+    for (const auto& sheet : sheets)
+      for (int c = 0; c < kMaxCols; ++c)
+        for (auto& [r, cell] : sheet->cols_[std::size_t(c)])
+          if (cell.code) visit({CellKey(sheet->id_, r, c), &cell});
   } else {
-    std::vector<std::uint64_t> stack;
     for (std::uint64_t s : seeds) {
-      if (formulas.count(s)) {
-        if (indeg.emplace(s, 0).second) stack.push_back(s);
-      } else {
-        ForEachDependent(s, [&](std::uint64_t d) {
-          if (indeg.emplace(d, 0).second) stack.push_back(d);
-        });
-      }
+      auto f = formulas.find(s);
+      if (f != formulas.end()) visit({s, f->second});
+      else ForEachDependent(s, visit);
     }
-    // Volatile formulas follow every change.
-    for (std::uint64_t f : formulas) {
-      Cell* c = CellAt(f);
-      if (c && c->code && c->code->volatile_fn && indeg.emplace(f, 0).second) stack.push_back(f);
-    }
-    while (!stack.empty()) {
-      std::uint64_t k = stack.back();
-      stack.pop_back();
-      ForEachDependent(k, [&](std::uint64_t d) {
-        if (indeg.emplace(d, 0).second) stack.push_back(d);
-      });
-    }
+    for (std::uint64_t k : volatiles) visit({k, formulas.at(k)});
+    for (std::size_t i = 0; i < nodes.size(); ++i) each(Node(nodes[i]), visit);
   }
-  for (const auto& [k, n] : indeg) {
-    (void)n;
-    ForEachDependent(k, [&](std::uint64_t d) {
-      auto it = indeg.find(d);
-      if (it != indeg.end()) ++it->second;
-    });
-  }
-  std::vector<std::uint64_t> ready;
-  for (const auto& [k, n] : indeg)
-    if (n == 0) ready.push_back(k);
+  for (const Node& n : nodes) each(n, [](const Dep& d) { ++d.cell->rc_indeg; });
+  std::vector<int> ready;
+  for (const Node& n : nodes)
+    if (n.cell->rc_indeg == 0) ready.push_back(n.cell->rc_index);
   struct Box {
     int r1 = kMaxRows, c1 = kMaxCols, r2 = -1, c2 = -1;
   };
@@ -814,29 +868,26 @@ void WorkbookImpl::Recalc(const std::vector<std::uint64_t>& seeds, bool all) {
   };
   std::size_t done = 0;
   while (!ready.empty()) {
-    std::uint64_t k = ready.back();
+    const Node& n = nodes[std::size_t(ready.back())];
     ready.pop_back();
     ++done;
-    Cell* c = CellAt(k);
-    if (c && c->code) {
-      CellValue v = EvaluateFormula(*c->code, *this);
-      if (!(v == c->value)) {
-        c->value = std::move(v);
-        note(k);
+    if (n.cell->code) {
+      CellValue v = EvaluateFormula(*n.cell->code, *this);
+      if (!(v == n.cell->value)) {
+        n.cell->value = std::move(v);
+        note(n.key);
       }
     }
-    ForEachDependent(k, [&](std::uint64_t d) {
-      auto it = indeg.find(d);
-      if (it != indeg.end() && --it->second == 0) ready.push_back(d);
+    each(n, [&](const Dep& e) {
+      if (--e.cell->rc_indeg == 0) ready.push_back(e.cell->rc_index);
     });
   }
-  if (done < indeg.size()) {
-    for (const auto& [k, n] : indeg) {
-      if (n <= 0) continue;
-      Cell* c = CellAt(k);
-      if (c && !(c->value.is_error() && c->value.error == CellError::Circular)) {
-        c->value = CellValue::Error(CellError::Circular);
-        note(k);
+  if (done < nodes.size()) {
+    for (const Node& n : nodes) {
+      if (n.cell->rc_indeg <= 0) continue;
+      if (!(n.cell->value.is_error() && n.cell->value.error == CellError::Circular)) {
+        n.cell->value = CellValue::Error(CellError::Circular);
+        note(n.key);
       }
     }
   }
@@ -850,6 +901,7 @@ void WorkbookImpl::RebuildAll() {
   dependents.clear();
   big_ranges.clear();
   formulas.clear();
+  volatiles.clear();
   pending.clear();
   for (auto& s : sheets)
     for (int c = 0; c < kMaxCols; ++c)
@@ -860,10 +912,13 @@ void WorkbookImpl::RebuildAll() {
         }
         cell.code = Compile(cell.formula, s->id_);
         std::uint64_t key = CellKey(s->id_, r, c);
-        Register(key, *cell.code);
-        formulas.insert(key);
+        Register(key, &cell, *cell.code);
+        formulas[key] = &cell;
+        if (cell.code->volatile_fn) volatiles.insert(key);
       }
   if (auto_recalc) Recalc({}, true);
+  else
+    for (const auto& [k, c] : formulas) pending.insert(k);
 }
 
 void WorkbookImpl::RewriteAll(const std::function<bool(RefToken&, std::uint32_t)>& fn) {
@@ -875,7 +930,6 @@ void WorkbookImpl::RewriteAll(const std::function<bool(RefToken&, std::uint32_t)
 }
 
 void WorkbookImpl::Emit(const WorkbookEvent& e) {
-  if (batch > 0 && e.kind == WorkbookEvent::Kind::Cells) return;
   auto copy = listeners;  // a listener may remove itself
   for (auto& [id, fn] : copy) fn(e);
 }

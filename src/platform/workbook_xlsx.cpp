@@ -23,6 +23,8 @@ namespace {
 // ---------------------------------------------------------------------------------------------------------------
 // Writing
 
+constexpr std::size_t kMaxTextLength = 32767;  ///< longest text a cell of the file format holds
+
 std::uint8_t Align(HAlign a) {
   switch (a) {
     case HAlign::Left: return LXW_ALIGN_LEFT;
@@ -30,6 +32,24 @@ std::uint8_t Align(HAlign a) {
     case HAlign::Right: return LXW_ALIGN_RIGHT;
     default: return LXW_ALIGN_NONE;
   }
+}
+
+/// Other programs read a bare sheet name that looks like a cell ("IN1") as a cell: quote such names in files.
+bool CellLikeName(std::string_view name) {
+  std::size_t i = 0;
+  while (i < name.size() && std::isalpha(static_cast<unsigned char>(name[i]))) ++i;
+  if (i == 0 || i > 3 || i == name.size()) return false;
+  for (std::size_t j = i; j < name.size(); ++j)
+    if (!std::isdigit(static_cast<unsigned char>(name[j]))) return false;
+  return true;
+}
+
+std::string ForeignFormula(const std::string& formula, bool quote_cell_like) {
+  if (!quote_cell_like) return "=" + formula;
+  return "=" + RewriteRefs(formula, [](RefToken&) { return true; }, [](std::string_view sheet) {
+           std::string q = QuoteSheetName(sheet);
+           return CellLikeName(sheet) && q[0] != '\'' ? "'" + q + "'" : q;
+         });
 }
 
 }  // namespace
@@ -53,6 +73,8 @@ std::string WriteXlsx(const Workbook& wb, const std::filesystem::path& path) {
     formats[std::size_t(i)] = f;
   }
   std::string error;
+  bool quote = false;
+  for (int si = 0; si < wb.SheetCount(); ++si) quote |= CellLikeName(wb.sheet(si).name());
   for (int si = 0; si < wb.SheetCount() && error.empty(); ++si) {
     const Sheet& sh = wb.sheet(si);
     lxw_worksheet* ws = workbook_add_worksheet(book, sh.name().c_str());
@@ -64,17 +86,22 @@ std::string WriteXlsx(const Workbook& wb, const std::filesystem::path& path) {
     for (int c = 0; c < kMaxCols; ++c) {
       double w = sh.ColumnWidth(c);
       bool hidden = sh.ColumnHidden(c);
-      if (w == Sheet::kDefaultColumnWidth && !hidden) continue;
+      int style = sh.ColumnStyle(c);
+      if (w == Sheet::kDefaultColumnWidth && !hidden && style == 0) continue;
       lxw_row_col_options o{};
       o.hidden = hidden;
-      worksheet_set_column_opt(ws, lxw_col_t(c), lxw_col_t(c), w, nullptr, &o);
+      worksheet_set_column_opt(ws, lxw_col_t(c), lxw_col_t(c), w, formats[std::size_t(style)], &o);
     }
     sh.ForEachCell([&](int r, int c, const Cell& cell) {
       lxw_format* f = formats[std::size_t(cell.style)];
       auto row = lxw_row_t(r);
       auto col = lxw_col_t(c);
+      if (cell.value.is_text() && !cell.has_formula() && cell.value.text.size() > kMaxTextLength) {
+        if (error.empty()) error = "The text in " + CellName(r, c, sh.name()) + " is too long for a workbook file.";
+        return;
+      }
       if (cell.has_formula()) {
-        std::string formula = "=" + cell.formula;
+        std::string formula = ForeignFormula(cell.formula, quote);
         const CellValue& v = cell.value;
         if (v.is_number() || v.is_bool())
           worksheet_write_formula_num(ws, row, col, formula.c_str(), f, v.number);
@@ -393,6 +420,14 @@ bool BeyondLimits(std::string_view s) {
   return true;
 }
 
+/// A file's column width holds the cell padding (5 pixels at 7 pixels per character); ours does not.
+double CharsFromFileWidth(double w) {
+  if (!(w > 0)) return 0;
+  double pixels = std::round(w * 7);
+  double chars = pixels <= 12 ? pixels / 12.0 : (pixels - 5) / 7.0;
+  return std::round(chars * 100) / 100;
+}
+
 struct SharedFormula {
   std::string text;
   int row = 0, col = 0;
@@ -418,8 +453,14 @@ bool ReadSheet(Zip& zip, const std::string& part, Workbook* out, int index, cons
     hi = std::min(hi, kMaxCols - 1);
     pugi::xml_attribute w = Attr(n, "width");
     bool hidden = Attr(n, "hidden").as_bool();
+    std::size_t xf = std::size_t(Attr(n, "style").as_uint());
+    int style = xf < xf_style.size() ? xf_style[xf] : 0;
+    if (style) {
+      const CellStyle cs = out->StyleAt(style);
+      sheet.ModifyStyle(0, lo, kMaxRows - 1, hi, [&](CellStyle& s) { s = cs; });
+    }
     for (int c = lo; c <= hi; ++c) {
-      if (w) sheet.SetColumnWidth(c, w.as_double());
+      if (w) sheet.SetColumnWidth(c, CharsFromFileWidth(w.as_double()));
       if (hidden) sheet.SetColumnHidden(c, true);
     }
   });
@@ -527,6 +568,8 @@ bool ReadSheet(Zip& zip, const std::string& part, Workbook* out, int index, cons
           formula.clear();
         }
         if (!formula.empty() && formula[0] == '=') formula.erase(0, 1);
+        // Sheet names come back in our own quoting ("IN1!C5", not "'IN1'!C5").
+        if (formula.find('\'') != std::string::npos) formula = RewriteRefs(formula, [](RefToken&) { return true; });
       }
       if (value.empty() && formula.empty() && style == 0) continue;
       Cell& cell = impl.Touch(sheet, r, c);
