@@ -143,12 +143,14 @@ int RunSpecies(const SpeciesOptions& o) {
       text += fmt::format("  {:>10.2f} {:>12.4f} {:>12.4f} {:>12.4f} {:>12.4f}{}\n", celsius ? t - kCelsiusOffset : t,
                           cp, h, s, g, note.empty() ? "" : "  " + note);
     }
-    out.push_back({{"name", name},
-                   {"database", db_name},
-                   {"first_record", loc.first},
-                   {"last_record", loc.last},
-                   {"ranges", ranges},
-                   {"values", values}});
+    nlohmann::json item = {{"name", name},
+                           {"database", db_name},
+                           {"first_record", loc.first},
+                           {"last_record", loc.last},
+                           {"ranges", ranges},
+                           {"values", values}};
+    if (sp.derived_liquid && loc.base_first) item["liquid_of"] = std::string(loc.db->Formula(loc.base_first));
+    out.push_back(std::move(item));
     text += "\n";
   }
   if (o.json) PrintJson(out);

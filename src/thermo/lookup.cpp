@@ -188,10 +188,13 @@ bool OpenSpeciesDatabases(SpeciesDatabases& dbs, const fs::path& own_path, const
   dbs.own.reset();
   dbs.main.reset();
   std::string error;
-  if (!EnsureOwnDb(own_path, &error)) msgs.Error(std::string(kMsgCanNotOpen) + " " + own_path.string() + "\n" + error);
-  // The own database is edited: open it for writing, read-only when that is not allowed.
-  const bool may_write = ::access(own_path.c_str(), W_OK) == 0;
-  dbs.own = OpenSpeciesDb(own_path, &msgs, may_write);
+  if (!EnsureOwnDb(own_path, &error)) {
+    msgs.Error(std::string(kMsgCanNotOpen) + " " + own_path.string() + "\n" + error);
+  } else {
+    // The own database is edited: open it for writing, read-only when that is not allowed.
+    const bool may_write = ::access(own_path.c_str(), W_OK) == 0;
+    dbs.own = OpenSpeciesDb(own_path, &msgs, may_write);
+  }
   dbs.main = OpenSpeciesDb(main_path, &msgs, false);
   return dbs.own && dbs.main;
 }
