@@ -11,6 +11,7 @@ namespace {
 constexpr double kPi = 3.14159265358979323846;
 constexpr int kFitPoints = 64;    // Cp samples per least-squares fit
 constexpr int kCheckPoints = 50;  // samples per range when measuring deviations
+constexpr double kZeroEnthalpy = 1e-5;  // kcal/mol; a first-range H smaller than this is stored as 0
 
 // The four basis functions at T, scaled as the record stores the coefficients.
 std::array<double, 4> Basis(double T) { return {1.0, 1e-3 * T, 1e5 / (T * T), 1e-6 * T * T}; }
@@ -231,6 +232,8 @@ std::vector<FittedRange> FitSpecies(const std::vector<SourceSegment>& segments, 
   FittedRange& r0 = out.front();
   double anchor = std::clamp(kTRef, r0.t1, r0.t2);
   r0.H = ToFloat((r0.src->H(anchor) - r0.cp.DeltaH(kTRef, anchor)) / 1000.0);
+  // Elements in their reference state: the polynomials give |H(298.15)| of a few microcalories.
+  if (std::fabs(r0.H) < kZeroEnthalpy) r0.H = 0;
   r0.S = ToFloat(r0.src->S(anchor) - r0.cp.DeltaS(kTRef, anchor));
   double h_end = 1000.0 * r0.H + r0.cp.DeltaH(kTRef, r0.t2);
   double s_end = r0.S + r0.cp.DeltaS(kTRef, r0.t2);

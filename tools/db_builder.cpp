@@ -209,29 +209,45 @@ double GibbsAt(const std::vector<FittedRange>& r, double T) {
   return h - T * s;
 }
 
-/// Temperature where the liquid's G meets the gas's G (1 bar), searched over the liquid ranges; 0 if none.
-double BoilingPoint(const std::vector<FittedRange>& cond, const std::vector<FittedRange>& gas) {
+/// Lowest temperature of the liquid ranges where a gas made of n formula units has the lower Gibbs
+/// energy (n G(liquid) = G(gas) at 1 bar); 0 when the gas never wins there or already wins where the
+/// liquid begins (the substance sublimes).
+double BoilingPoint(const std::vector<FittedRange>& cond, const std::vector<FittedRange>& gas, double n) {
+  auto f = [&](double T) { return n * GibbsAt(cond, T) - GibbsAt(gas, T); };
   for (const FittedRange& r : cond) {
     if (r.phase != "l") continue;
     double a = r.t1 + 1e-6, b = r.t2;
-    const int n = std::max(2, static_cast<int>((b - a) / 2.0));
-    double t0 = a, f0 = GibbsAt(cond, a) - GibbsAt(gas, a);
-    if (f0 > 0) return 0;  // gas already more stable where the liquid begins: sublimes
-    for (int i = 1; i <= n; ++i) {
-      double t1 = a + (b - a) * i / n, f1 = GibbsAt(cond, t1) - GibbsAt(gas, t1);
-      if (f1 > 0) {
+    const int steps = std::max(2, static_cast<int>((b - a) / 2.0));
+    double t0 = a;
+    if (f(a) > 0) return 0;
+    for (int i = 1; i <= steps; ++i) {
+      double t1 = a + (b - a) * i / steps;
+      if (f(t1) > 0) {
         for (int k = 0; k < 50; ++k) {
-          double m = 0.5 * (t0 + t1), fm = GibbsAt(cond, m) - GibbsAt(gas, m);
-          if (fm > 0) t1 = m;
+          double m = 0.5 * (t0 + t1);
+          if (f(m) > 0) t1 = m;
           else t0 = m;
         }
         return std::round(0.5 * (t0 + t1) * 100.0) / 100.0;
       }
       t0 = t1;
-      f0 = f1;
     }
   }
   return 0;
+}
+
+/// Key of a composition scaled by n, for finding the gases of a condensed substance (S -> S2, S8).
+std::string CompositionKey(const Composition& c, double n) {
+  std::string key;
+  for (const auto& [el, amount] : c) key += fmt::format("{}:{:.4f};", el, amount * n);
+  return key;
+}
+
+/// A NASA isomer note as a common name ("cyclo-" -> "cyclo").
+std::string QualifierText(std::string_view q) {
+  std::string s = AsciiText(q);
+  while (!s.empty() && (s.back() == '-' || s.back() == ' ')) s.pop_back();
+  return s;
 }
 
 std::string NasaReference(const NasaRecord& rec) {
@@ -318,7 +334,7 @@ BuildResult BuildMainDatabase(const BuildOptions& opt, const BuildProgress& prog
       c.sp.origin = SpeciesOrigin::NasaGas;
       c.sp.references = NasaReference(rec);
       c.sp.reliability = NasaClass(rec.ref_code);
-      c.sp.common_name = AsciiText(nn.qualifier);
+      c.sp.common_name = QualifierText(nn.qualifier);
       c.segs = RecordSegments(rec, charge ? "ig" : "g", opt.t_max);
       StartAt298(c.segs);
       if (!c.segs.empty()) gas_cands.push_back(std::move(c));
@@ -335,7 +351,7 @@ BuildResult BuildMainDatabase(const BuildOptions& opt, const BuildProgress& prog
       c.sp.origin = SpeciesOrigin::NasaCondensed;
       c.sp.references = NasaReference(rec);
       c.sp.reliability = NasaClass(rec.ref_code);
-      c.sp.common_name = AsciiText(nn.qualifier);
+      c.sp.common_name = QualifierText(nn.qualifier);
       cond_cands.push_back(std::move(c));
       cond_records.emplace_back();
     }
@@ -541,9 +557,9 @@ BuildResult BuildMainDatabase(const BuildOptions& opt, const BuildProgress& prog
     for (const auto& r : sp.ranges)
       if (!r.within_tolerance) sp.reliability = kClassDerived;
     sp.mw = thermo::MolarMass(sp.name);
-    if (sp.chemical_name.empty())
-      sp.chemical_name = ElementName(c.comp, sp.origin == SpeciesOrigin::NasaGas && charge == 0, element_names);
-    if (charge != 0 && sp.origin == SpeciesOrigin::NasaGas) sp.chemical_name.clear();
+    // Element names for the elements themselves (not for their ions).
+    if (sp.chemical_name.empty() && charge == 0 && sp.origin != SpeciesOrigin::ObigtAqueous)
+      sp.chemical_name = ElementName(c.comp, sp.origin == SpeciesOrigin::NasaGas, element_names);
     sp.color_rgb = SpeciesColour(sp.name, sp.ranges.front().phase);
     res.species.push_back(std::move(sp));
   };
@@ -607,7 +623,14 @@ BuildResult BuildMainDatabase(const BuildOptions& opt, const BuildProgress& prog
 
   // ---- melting and boiling points ----------------------------------------------------------------
   std::map<std::string, size_t> index;
-  for (size_t i = 0; i < res.species.size(); ++i) index[res.species[i].name] = i;
+  std::map<std::string, std::vector<size_t>> gas_by_comp;  // neutral gases by composition
+  for (size_t i = 0; i < res.species.size(); ++i) {
+    index[res.species[i].name] = i;
+    if (res.species[i].origin != SpeciesOrigin::NasaGas) continue;
+    double charge = 0;
+    Composition c = ParsedComposition(res.species[i].name, &charge);
+    if (charge == 0) gas_by_comp[CompositionKey(c, 1)].push_back(i);
+  }
   for (BuiltSpecies& sp : res.species) {
     if (sp.origin != SpeciesOrigin::NasaCondensed) continue;
     for (size_t k = 1; k < sp.ranges.size(); ++k)
@@ -615,12 +638,22 @@ BuildResult BuildMainDatabase(const BuildOptions& opt, const BuildProgress& prog
         sp.melting_point = sp.ranges[k].t1;
         break;
       }
+    // The gas that first wins over the liquid, among the gases made of 1 to 8 formula units
+    // (sulfur boils to S8, S6 and S2, not to atoms).
+    double bp = 0;
+    for (int n = 1; n <= 8; ++n) {
+      auto g = gas_by_comp.find(CompositionKey(ParsedComposition(sp.name), n));
+      if (g == gas_by_comp.end()) continue;
+      for (size_t gi : g->second) {
+        double t = BoilingPoint(sp.ranges, res.species[gi].ranges, n);
+        if (t > 0 && (bp == 0 || t < bp)) bp = t;
+      }
+    }
+    sp.boiling_point = bp;
     auto g = index.find(GasName(sp.name, 0));
     if (g != index.end()) {
-      BuiltSpecies& gas = res.species[g->second];
-      sp.boiling_point = BoilingPoint(sp.ranges, gas.ranges);
-      gas.melting_point = sp.melting_point;
-      gas.boiling_point = sp.boiling_point;
+      res.species[g->second].melting_point = sp.melting_point;
+      res.species[g->second].boiling_point = sp.boiling_point;
     }
   }
   return res;

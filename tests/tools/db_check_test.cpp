@@ -2,6 +2,7 @@
 // species evaluated from the committed file matches the source data it was fitted to.
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <fstream>
@@ -13,6 +14,7 @@
 #include "thermo/formula.h"
 #include "tools/db_builder.h"
 #include "tools/nasa_thermo.h"
+#include "tools/obigt.h"
 #include "tools/species_names.h"
 
 namespace zyl::tools {
@@ -153,6 +155,12 @@ TEST_F(DbCheck, CoverageOfTheSources) {
     if (!comp) continue;
     for (const auto& [el, n] : *comp) EXPECT_TRUE(in_db.count(el)) << el << " of NASA " << r.name;
   }
+  for (const char* file : {"obigt/inorganic_aq.csv", "obigt/inorganic_cr.csv", "obigt/SUPCRT92.csv"})
+    for (const auto& row : ParseObigtSpecies(Slurp(SourcesDir() / file), nullptr))
+      for (const auto& [el, n] : ParsedComposition(SplitObigtCharge(row.formula).first))
+        if (el != "Z") {
+          EXPECT_TRUE(in_db.count(el)) << el << " of OBIGT " << row.name;
+        }
   for (const char* el : {"Zn", "Ni", "Cu", "Co", "Pb", "Au", "Pt", "Ag", "Mo", "W", "U", "Th", "Se", "As", "Sb", "Bi"})
     EXPECT_TRUE(in_db.count(el)) << el;
   std::set<std::string> names;
