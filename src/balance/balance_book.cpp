@@ -207,19 +207,7 @@ std::string BalanceBook::Open(const std::filesystem::path& path) {
 }
 
 std::string BalanceBook::Save(const std::filesystem::path& path) {
-  // Protection as a spreadsheet program sees it: the input cells of used rows (and a margin) unlocked.
-  for (int s = 0; s < book_.SheetCount(); ++s) {
-    SheetRole role = Role(s);
-    if (role != SheetRole::Bal && role != SheetRole::In && role != SheetRole::Out) continue;
-    Sheet& sh = book_.sheet(s);
-    if (role != SheetRole::Bal) {
-      int last = std::max(sh.LastRow(), kFirstDataRow) + 50;
-      sh.SetLocked(kFirstDataRow, col::kFormula, last, col::kNm3, false);
-    }
-    sh.SetProtected(true);
-  }
   std::string err = book_.Save(path);
-  for (int s = 0; s < book_.SheetCount(); ++s) book_.sheet(s).SetProtected(false);
   if (!err.empty()) {
     msgs_.Error(err);
     return err;
@@ -288,8 +276,13 @@ void BalanceBook::BuildAreaSheet(int sheet, bool input, int area) {
     sh.SetFormula(0, col::kTotal + k,
                   fmt::format("=SUM({0}{2}:{0}{3})-SUM({1}{2}:{1}{3})", c, o, r, platform::kMaxRows));
   }
-  sh.SetNumberFormat(kFirstDataRow, col::kTemp, kFirstDataRow + 100, col::kTemp, "0.0#");
-  sh.SetNumberFormat(kFirstDataRow, col::kKmol, kFirstDataRow + 100, col::kTotH, "0.000");
+  // Whole columns: formats and the unlocked input columns A-E, headings locked again.
+  const int last = platform::kMaxRows - 1;
+  sh.SetNumberFormat(0, col::kTemp, last, col::kTemp, "0.0#");
+  sh.SetNumberFormat(0, col::kKmol, last, col::kTotH, "0.000");
+  sh.SetLocked(0, col::kFormula, last, col::kNm3, false);
+  sh.SetLocked(0, col::kFormula, kFirstDataRow - 1, col::kNm3, true);
+  sh.SetProtected(true);
   sh.SetNumberFormat(0, col::kTotal, 0, col::kTotal + 4, "0.000");
 }
 
@@ -327,6 +320,7 @@ void BalanceBook::BuildBalSheet() {
   sh.SetColumnWidth(0, 18);
   for (int c = col::kKmol; c <= col::kTotH; ++c) sh.SetColumnWidth(c, 14);
   sh.SetColumnHidden(kUnitsCol, true);
+  sh.SetProtected(true);
   WriteUnits();
 }
 
