@@ -47,6 +47,8 @@ void BookModel::SetSheet(int index) {
 
 void BookModel::Reset() {
   beginResetModel();
+  names_.clear();
+  for (int i = 0; i < book_->SheetCount(); ++i) names_.push_back(book_->sheet(i).name());
   if (sheet_ >= book_->SheetCount()) sheet_ = 0;
   const platform::Sheet& sh = book_->sheet(sheet_);
   rows_ = std::max(kMinRows, sh.LastRow() + 1 + kSpareRows);
@@ -57,7 +59,11 @@ void BookModel::Reset() {
 void BookModel::OnEvent(const platform::WorkbookEvent& e) {
   // Changes arrive in bursts (a refilled row writes a dozen cells): repaint once, after the burst.
   if (e.kind == platform::WorkbookEvent::Kind::Sheets || e.kind == platform::WorkbookEvent::Kind::Reset) {
-    QTimer::singleShot(0, this, [this] {
+    bool reset = e.kind == platform::WorkbookEvent::Kind::Reset;
+    QTimer::singleShot(0, this, [this, reset] {
+      std::vector<std::string> names;
+      for (int i = 0; i < book_->SheetCount(); ++i) names.push_back(book_->sheet(i).name());
+      if (!reset && names == names_) return;  // only the active sheet changed
       Reset();
       emit sheetsChanged();
     });
@@ -69,9 +75,16 @@ void BookModel::OnEvent(const platform::WorkbookEvent& e) {
     pending_ = false;
     const platform::Sheet& sh = book_->sheet(std::min(sheet_, book_->SheetCount() - 1));
     int rows = std::max(kMinRows, sh.LastRow() + 1 + kSpareRows), cols = std::max(kMinCols, sh.LastCol() + 2);
-    if (rows != rows_ || cols != cols_) {
-      Reset();
-      return;
+    // Grow in place (a reset would lose the cursor); never shrink while editing.
+    if (rows > rows_) {
+      beginInsertRows(QModelIndex(), rows_, rows - 1);
+      rows_ = rows;
+      endInsertRows();
+    }
+    if (cols > cols_) {
+      beginInsertColumns(QModelIndex(), cols_, cols - 1);
+      cols_ = cols;
+      endInsertColumns();
     }
     emit dataChanged(index(0, 0), index(rows_ - 1, cols_ - 1));
   });

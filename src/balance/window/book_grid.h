@@ -7,6 +7,7 @@
 #include <QWidget>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "platform/workbook.h"
 
@@ -51,6 +52,7 @@ class BookModel : public QAbstractTableModel {
   int rows_ = 0, cols_ = 0;
   EditHandler edit_;
   bool pending_ = false;
+  std::vector<std::string> names_;  ///< sheet names at the last reset
 };
 
 class BookGrid : public QWidget {

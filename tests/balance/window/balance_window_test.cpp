@@ -99,6 +99,28 @@ TEST_F(Window, ProtectedCellShowsTheMessage) {
   EXPECT_FALSE(Type(3, col::kKmol, "1"));
 }
 
+TEST_F(Window, InsertStreamThenPasteItAsLinks) {
+  w->F1Heat()->SelectSheet(2);
+  w->F1Heat()->SetCurrentCell(R, 0);
+  msgs.ScriptText({"Flue gas"});
+  w->MInsStream();
+  ASSERT_FALSE(msgs.Log().empty());
+  EXPECT_EQ(msgs.Log().back().text, "Give Stream Name:");
+  EXPECT_EQ(msgs.Log().back().title, "Stream Name");
+  EXPECT_EQ(w->book().Kind(2, R), RowKind::Stream);
+  ASSERT_TRUE(Type(R + 1, col::kFormula, "CO2(g)"));
+  ASSERT_TRUE(Type(R + 1, col::kKmol, "1.5"));
+  EXPECT_EQ(Shown(R, col::kKmol), "1.500");  // the stream row sums its species
+  EXPECT_EQ(w->F1Heat()->CurrentCell(), std::make_pair(R, 0));  // typing keeps the cursor
+  w->MCopy();
+  w->F1Heat()->SelectSheet(1);
+  w->F1Heat()->SetCurrentCell(R, 0);
+  w->MPasteL();
+  const platform::Sheet& in = w->book().book().sheet(1);
+  EXPECT_EQ(in.Formula(R + 1, col::kFormula), "=OUT1!A5");
+  EXPECT_EQ(Shown(R + 1, col::kKmol), "1.500");
+}
+
 TEST_F(Window, TemperatureSolverReports) {
   BalanceBook& b = w->book();
   b.PutSpecies(1, R, "CH4(g)", 25, col::kKmol, 1);
