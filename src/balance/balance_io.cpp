@@ -148,9 +148,13 @@ std::string ParseDescription(std::string_view text, BalanceDescription& out) {
       d.min = t["min"].get<double>();
       d.max = t["max"].get<double>();
       d.value = t["value"].get<double>();
-      d.name = t.value("name", std::string("Variable"));
-      d.target_name = t.value("target_name", std::string("Target"));
-      d.iterations = t.value("iterations", 30);
+      d.name = t.contains("name") && t["name"].is_string() ? t["name"].get<std::string>() : "Variable";
+      d.target_name =
+          t.contains("target_name") && t["target_name"].is_string() ? t["target_name"].get<std::string>() : "Target";
+      if (t.contains("iterations")) {
+        if (!t["iterations"].is_number_integer()) return fmt::format("target {}: \"iterations\" must be a whole number", i);
+        d.iterations = t["iterations"].get<int>();
+      }
       out.targets.push_back(d);
     }
   }

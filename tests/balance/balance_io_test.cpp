@@ -117,5 +117,33 @@ TEST(Ohe, ParserSurvivesRandomInput) {
   EXPECT_GT(ok, 0);
 }
 
+TEST(Description, ParserSurvivesRandomValues) {
+  // Descriptions of the right shape with values of random types: errors, never exceptions or crashes.
+  std::mt19937 rng(7);
+  const char* values[] = {"1", "-2.5", "\"CH4(g)\"", "\"=IN1!C4\"", "null", "true", "[]", "{}", "[1,2]",
+                          "\"\"", "1e308", "\"kWh\""};
+  const char* keys[] = {"species", "T", "kmol", "kg", "Nm3", "stream", "heat", "value"};
+  const char* tkeys[] = {"variable", "min", "max", "target", "value", "iterations", "name"};
+  auto v = [&] { return std::string(values[rng() % std::size(values)]); };
+  BalanceDescription d;
+  int cases = 10000, accepted = 0;
+  for (int i = 0; i < cases; ++i) {
+    std::string row = "{";
+    for (const char* k : keys)
+      if (std::string_view(k) == "heat" ? rng() % 8 == 0 : rng() % 2 == 0) row += std::string(row.size() > 1 ? "," : "") + "\"" + k + "\":" + v();
+    row += "}";
+    std::string target = "{";
+    for (const char* k : tkeys)
+      if (rng() % 3) target += std::string(target.size() > 1 ? "," : "") + "\"" + k + "\":" + v();
+    target += "}";
+    std::string eu = rng() % 4 ? "\"kJ\"" : v(), tu = rng() % 4 ? "\"K\"" : v();
+    std::string json = "{\"energy_unit\":" + eu + ",\"temperature_unit\":" + tu + ",\"areas\":[{\"in\":[" + row +
+                       "],\"out\":" + (rng() % 4 ? "[" + row + "]" : v()) + "}]" +
+                       (rng() % 4 ? "" : ",\"targets\":[" + target + "]") + "}";
+    if (ParseDescription(json, d).empty()) ++accepted;
+  }
+  EXPECT_GT(accepted, 0);  // some random rows are valid ones
+}
+
 }  // namespace
 }  // namespace zyl::balance
