@@ -1013,6 +1013,23 @@ void BalanceBook::MUnits(const BalanceUnits& units) {
       }
     }
   }
+  if (old.energy != units.energy) {
+    // Heat rows hold typed energies: they follow the unit.
+    double ratio = EnergyFactor(units.energy) / EnergyFactor(old.energy);
+    for (int s = 1; s <= 2 * areas_; ++s) {
+      Sheet& sh = book_.sheet(s);
+      int last = sh.LastRow();
+      for (int r = kFirstDataRow; r <= last; ++r) {
+        if (Kind(s, r) != RowKind::Heat) continue;
+        const platform::Cell* cell = sh.Find(r, col::kTotH);
+        if (!cell) continue;
+        if (cell->has_formula())
+          sh.SetFormula(r, col::kTotH, "=(" + sh.Formula(r, col::kTotH).substr(1) + ")*" + fmt::format("{:.17g}", ratio));
+        else if (cell->value.is_number())
+          sh.SetNumber(r, col::kTotH, cell->value.number * ratio);
+      }
+    }
+  }
   for (int s = 1; s <= 2 * areas_; ++s) Headings(s);
   BuildBalSheet();
   WriteUnits();

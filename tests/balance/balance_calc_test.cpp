@@ -164,6 +164,10 @@ TEST(CalTBal, LimestoneCalcinerWithFuelHeat) {
   EXPECT_NEAR(eb.out.lines[0].mol_pct, 50.0, 1e-6);
   EXPECT_NEAR(eb.out.lines[0].wt_pct, 100 * 56.077 / 100.0869, 0.01);
   EXPECT_NEAR(eb.out.lines[1].t_display, r.t_display, 1e-9);
+  // The fuel heat follows a change of unit; the temperature stays.
+  f.book.MUnits({EnergyUnit::kWh, TempUnit::C, false});
+  EXPECT_NEAR(f.book.book().sheet(in).Number(R + 1, col::kTotH).value(), 60000 * 4.184 / 3600, 1e-9);
+  EXPECT_NEAR(CalTBal(f.book, 1, false).T, r.T, 1.0);
 }
 
 TEST(CalTBal, RefusalsAndClamps) {
