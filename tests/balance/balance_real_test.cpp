@@ -124,6 +124,13 @@ TEST(BalanceCli, ExamplesFromDescriptionToGoalSeek) {
 
   Zyl("balance temperature " + (dir / "missing.xlsx").string() + db, &st);
   EXPECT_EQ(st, 1);
+
+  std::string kiln = (dir / "k.xlsx").string();
+  Zyl("balance import " + kiln + " --from " + ex + "kiln.OHE" + db, &st);
+  ASSERT_EQ(st, 0);
+  auto k = nlohmann::json::parse(Zyl("balance recalc " + kiln + " --json" + db, &st));
+  EXPECT_EQ(k["energy_unit"], "MJ");
+  EXPECT_NEAR(k["areas"][0]["in"]["kg"].get<double>(), k["areas"][0]["out"]["kg"].get<double>(), 0.05);
 }
 
 TEST(BalanceCli, StreamConvertRoundTrip) {
