@@ -96,8 +96,41 @@ Balance::Balance(QWidget* parent, platform::Messages* msgs, SpeciesSource* speci
   status_ = new QLabel(this);
   statusBar()->addWidget(status_, 1);
   BuildMenus();
+  // The grid actions of the goal seek.
+  grid_->View()->setContextMenuPolicy(Qt::ActionsContextMenu);
+  for (auto [name, text, variable] : {std::tuple{"MSetVariable", kActionSetVariable, true},
+                                      std::tuple{"MSetTarget", kActionSetTarget, false}}) {
+    auto* a = new QAction(Q(text), grid_->View());
+    a->setObjectName(name);
+    connect(a, &QAction::triggered, this, [this, variable = variable] { SetTargetRef(variable); });
+    grid_->View()->addAction(a);
+  }
+  connect(grid_->View(), &QAbstractItemView::clicked, this, [this](const QModelIndex& i) {
+    if (book_->Role(grid_->CurrentSheet()) == SheetRole::Target && i.row() >= kTargetFirstRow) target_row_ = i.row();
+  });
   Rebind();
   resize(980, 600);
+}
+
+void Balance::SetTargetRef(bool variable) {
+  int s = grid_->CurrentSheet();
+  if (book_->Role(s) == SheetRole::Target) {
+    target_row_ = std::max(grid_->CurrentCell().first, kTargetFirstRow);
+    return;
+  }
+  auto [r, c] = grid_->CurrentCell();
+  std::string ref = platform::CellName(r, c, book_->book().sheet(s).name());
+  int t = TargetSheet(*book_);
+  platform::Sheet& tasks = book_->book().sheet(t);
+  int row = target_row_;
+  if (row < kTargetFirstRow) {  // the first task row without this reference
+    row = kTargetFirstRow;
+    while (!tasks.Value(row, variable ? tcol::kVarRef : tcol::kTargetRef).empty()) ++row;
+  }
+  zyl::balance::SetCellRef(tasks, row, variable, ref, true);
+  book_->book().RecalculateDirty();
+  status_->setText(QString("%1: %2 (Target row %3)").arg(Q(variable ? kActionSetVariable : kActionSetTarget))
+                       .arg(QString::fromStdString(ref)).arg(row + 1));
 }
 
 // The grids listen to workbooks held by these windows: they go first.

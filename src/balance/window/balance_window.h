@@ -79,6 +79,9 @@ class Balance : public QMainWindow {
   void MPasteL();
   void MPasteE();
   void MTargetCalS();
+  /// The grid actions "Set Variable" / "Set Target": the current cell becomes the variable or target
+  /// reference of the Target sheet's task row last selected (or its first free row).
+  void SetTargetRef(bool variable);
   bool MPrint();
   void MHelp();
 
@@ -99,6 +102,7 @@ class Balance : public QMainWindow {
   bool has_clip_ = false;
   int clip_sheet_ = -1, clip_row_ = -1;
   std::map<int, double> product_t_;
+  int target_row_ = -1;  ///< task row last selected on the Target sheet
 };
 
 /// Temperature of products of one balance area.

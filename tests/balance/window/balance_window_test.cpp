@@ -148,6 +148,24 @@ TEST_F(Window, TemperatureSolverReports) {
   Screenshot(mat, "balance-material.png");
 }
 
+TEST_F(Window, GridActionsFillTheTargetSheet) {
+  Type(R, col::kFormula, "CH4(g)");
+  Type(R, col::kKmol, "1");
+  w->F1Heat()->SetCurrentCell(R, col::kKmol);
+  w->SetTargetRef(true);
+  w->F1Heat()->SelectSheet(0);
+  w->F1Heat()->SetCurrentCell(5, col::kTotH);
+  w->SetTargetRef(false);
+  int t = w->book().book().FindSheet("Target");
+  ASSERT_GE(t, 0);
+  const platform::Sheet& tasks = w->book().book().sheet(t);
+  EXPECT_EQ(tasks.Value(kTargetFirstRow, tcol::kVarRef).text, "IN1!C4");
+  EXPECT_EQ(tasks.Value(kTargetFirstRow, tcol::kTargetRef).text, "BAL!G6");
+  EXPECT_EQ(tasks.Formula(kTargetFirstRow, tcol::kTestValue), "=IN1!C4");
+  EXPECT_DOUBLE_EQ(tasks.Number(kTargetFirstRow, tcol::kTestValue).value(), 1.0);
+  EXPECT_EQ(w->F1Heat()->View()->actions().size(), 2);
+}
+
 TEST_F(Window, TargetFormUsesTheCurrentCell) {
   BalanceBook& b = w->book();
   b.book().InsertSheet("Calc");
