@@ -628,6 +628,7 @@ int BalanceBook::RefillAll() {
 }
 
 std::pair<int, int> BalanceBook::MReCalc(int area) {
+  species_.Clear();  // the databases may have been edited since
   {
     Batch batch(book_);
     book_.RecalculateDirty();  // stream temperatures that are formulas
