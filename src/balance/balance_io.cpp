@@ -1,3 +1,4 @@
+#include "platform/text.h"
 #include "balance/balance_io.h"
 
 #include <algorithm>
@@ -14,18 +15,8 @@ namespace zyl::balance {
 
 namespace {
 
-std::string Trim(std::string_view s) {
-  size_t a = 0, b = s.size();
-  while (a < b && std::isspace(static_cast<unsigned char>(s[a]))) ++a;
-  while (b > a && std::isspace(static_cast<unsigned char>(s[b - 1]))) --b;
-  return std::string(s.substr(a, b - a));
-}
-
-std::string Upper(std::string_view s) {
-  std::string out(s);
-  std::transform(out.begin(), out.end(), out.begin(), [](unsigned char c) { return std::toupper(c); });
-  return out;
-}
+using platform::Trim;
+std::string Upper(std::string_view s) { return platform::ToUpper(s); }
 
 std::optional<double> ToNumber(std::string_view s) {
   std::string t = Trim(s);

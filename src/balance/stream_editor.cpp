@@ -1,3 +1,4 @@
+#include "platform/text.h"
 #include "balance/stream_editor.h"
 
 #include <algorithm>
@@ -12,18 +13,8 @@ using platform::Sheet;
 
 namespace {
 
-std::string Trim(std::string_view s) {
-  size_t a = 0, b = s.size();
-  while (a < b && std::isspace(static_cast<unsigned char>(s[a]))) ++a;
-  while (b > a && std::isspace(static_cast<unsigned char>(s[b - 1]))) --b;
-  return std::string(s.substr(a, b - a));
-}
-
-std::string Upper(std::string_view s) {
-  std::string out(s);
-  std::transform(out.begin(), out.end(), out.begin(), [](unsigned char c) { return std::toupper(c); });
-  return out;
-}
+using platform::Trim;
+std::string Upper(std::string_view s) { return platform::ToUpper(s); }
 
 std::string Ref(int col, int row) { return platform::ColumnName(col) + std::to_string(row + 1); }
 
