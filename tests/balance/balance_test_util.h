@@ -4,6 +4,8 @@
 // one range each, so that expected values can be worked out independently of the code under test.
 
 #include <gtest/gtest.h>
+
+#include "common/temp_dir.h"
 #include <unistd.h>
 
 #include <atomic>
@@ -79,22 +81,6 @@ struct Fixture {
   }
 };
 
-class TempDir {
- public:
-  TempDir() {
-    static std::atomic<int> n{0};
-    path_ = std::filesystem::path(::testing::TempDir()) /
-            ("zyl_balance_" + std::to_string(::getpid()) + "_" + std::to_string(n++));
-    std::filesystem::create_directories(path_);
-  }
-  ~TempDir() {
-    std::error_code ec;
-    std::filesystem::remove_all(path_, ec);
-  }
-  std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
-
- private:
-  std::filesystem::path path_;
-};
+using zyl::testing::TempDir;
 
 }  // namespace zyl::balance::testing

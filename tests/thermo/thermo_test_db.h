@@ -2,6 +2,8 @@
 // Small species databases built by the tests themselves.
 
 #include <gtest/gtest.h>
+
+#include "common/temp_dir.h"
 #include <unistd.h>
 
 #include <atomic>
@@ -15,24 +17,7 @@
 
 namespace zyl::thermo::testing {
 
-/// A fresh folder under the test temp dir, removed at the end.
-class TempDir {
- public:
-  TempDir() {
-    static std::atomic<int> n{0};
-    path_ = std::filesystem::path(::testing::TempDir()) /
-            ("zyl_thermo_" + std::to_string(::getpid()) + "_" + std::to_string(n++));
-    std::filesystem::create_directories(path_);
-  }
-  ~TempDir() {
-    std::error_code ec;
-    std::filesystem::remove_all(path_, ec);
-  }
-  std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
-
- private:
-  std::filesystem::path path_;
-};
+using zyl::testing::TempDir;
 
 /// One range; H kcal/mol, S and Cp coefficients cal/(mol K), T K.
 inline SpeciesRecord Range(std::string formula, float t1, float t2, std::string phase, float h, float s, float a,
