@@ -1,0 +1,49 @@
+#include "shell/window/screenshots.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QPixmap>
+#include <QWidget>
+
+#include "shell/window/main_menu.h"
+#include "shell/window/settings_form.h"
+#include "thermo/window/formula_weights.h"
+
+namespace zyl::shell::window {
+
+namespace {
+
+bool Save(QWidget* w, const QString& dir, const QString& name) {
+  w->show();
+  QApplication::processEvents();
+  const QPixmap pm = w->grab();
+  return pm.save(QDir(dir).filePath(name + ".png"));
+}
+
+template <typename T>
+T* Newest(MainMenu& menu) {
+  const auto list = menu.OpenWindows();
+  for (auto it = list.rbegin(); it != list.rend(); ++it)
+    if (auto* w = qobject_cast<T*>(*it)) return w;
+  return nullptr;
+}
+
+}  // namespace
+
+int SaveScreenshots(MainMenu& menu, const QString& dir) {
+  QDir().mkpath(dir);
+  int n = 0;
+  menu.resize(menu.sizeHint().expandedTo(QSize(860, 480)));
+  n += Save(&menu, dir, "main-menu");
+
+  menu.StartMW();
+  if (auto* mw = Newest<thermo::window::FormulaWeights>(menu)) {
+    mw->SetFormula("CuSO4*5H2O");
+    n += Save(mw, dir, "formula-weights");
+  }
+  menu.ShowSettings();
+  if (auto* form = Newest<ZYL_INI>(menu)) n += Save(form, dir, "settings");
+  return n;
+}
+
+}  // namespace zyl::shell::window
