@@ -1,6 +1,9 @@
 #include "shell/program_state.h"
 
+#include "platform/files.h"
+
 #include <fstream>
+#include <optional>
 #include <system_error>
 
 namespace zyl::shell {
@@ -35,16 +38,31 @@ bool CheckDecimalSeparator(std::string_view formatted, platform::Messages& messa
   return false;
 }
 
+namespace {
+
+// A valid settings file is a readable regular file with at least one key=value line.
+std::optional<Settings> ReadValidSettings(const fs::path& path) {
+  std::error_code ec;
+  if (!fs::is_regular_file(path, ec)) return std::nullopt;
+  auto text = platform::ReadFile(path);
+  if (!text || text->find('=') == std::string::npos) return std::nullopt;
+  return ParseSettings(*text);
+}
+
+}  // namespace
+
 void LoadSettingsStep(ProgramState& state, platform::Messages& messages) {
   std::error_code ec;
   if (!fs::exists(state.settings_path, ec)) {
-    state.settings = DefaultSettings();
-    // First run: make the file so that the user finds it and the settings form can open it.
+    // First run: the older file name if there is one, else the defaults; the file is made so that
+    // the user finds it and the settings form can open it.
+    const fs::path legacy = state.settings_path.parent_path() / std::string(kLegacySettingsFileName);
+    auto old = ReadValidSettings(legacy);
+    state.settings = old ? *old : DefaultSettings();
     SetIni(state.settings, state.settings_path, messages);
     return;
   }
-  std::string error;
-  if (auto s = ReadSettings(state.settings_path, &error)) {
+  if (auto s = ReadValidSettings(state.settings_path)) {
     state.settings = *s;
     return;
   }
@@ -55,7 +73,7 @@ void LoadSettingsStep(ProgramState& state, platform::Messages& messages) {
                         platform::kDefaultTitle, folder))
     return;
   const fs::path other = fs::path(folder) / std::string(kSettingsFileName);
-  if (auto s = ReadSettings(other, &error)) {
+  if (auto s = ReadValidSettings(other)) {
     state.settings = *s;
     state.settings_path = other;
   }

@@ -70,7 +70,7 @@ QString FindHelpChapter(const QList<HelpChapter>& chapters, const QString& chapt
   const QString number = ChapterNumber(want + " ");
   if (!number.isEmpty())
     for (const auto& c : chapters)
-      if (ChapterNumber(c.title) == number) return c.path;
+      if (ChapterNumber(c.title).toInt() == number.toInt()) return c.path;
   for (const auto& c : chapters)
     if (QFileInfo(c.path).fileName() == "index.md") return c.path;
   return chapters.isEmpty() ? QString() : chapters.first().path;

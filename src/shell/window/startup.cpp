@@ -4,6 +4,7 @@
 #include <QFontInfo>
 #include <QPrinterInfo>
 #include <QSysInfo>
+#include <clocale>
 
 #include "platform/paths.h"
 #include "platform/window/qt_messages.h"
@@ -65,7 +66,9 @@ StartupOutcome RunStartup(const StartupOptions& o, ProgramState& state, Instance
     }
   }
 
-  // 3. Files always use a point; warn when the desktop's locale shows numbers otherwise.
+  // 3. Files always use a point; warn when the desktop's locale shows numbers otherwise. The C library
+  // reads and writes numbers with a point whatever the locale (Qt set it from the environment).
+  std::setlocale(LC_NUMERIC, "C");
   CheckDecimalSeparator(o.locale.toString(0.0, 'f', 1).toStdString(), messages);
 
   // 4, 5, 6. Screen font, operating system, default printer.

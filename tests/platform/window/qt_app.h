@@ -1,0 +1,33 @@
+#pragma once
+// One QApplication for a test program (offscreen), with Qt's test-mode paths so that
+// recent files and histories never touch the user's own settings.
+
+#include <QApplication>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <filesystem>
+
+namespace zyl::testing {
+
+inline QApplication& App() {
+  static int argc = 1;
+  static char name[] = "zyl-test";
+  static char* argv[] = {name, nullptr};
+  static QApplication* app = [] {
+    qputenv("QT_QPA_PLATFORM", qgetenv("QT_QPA_PLATFORM").isEmpty() ? "offscreen" : qgetenv("QT_QPA_PLATFORM"));
+    QStandardPaths::setTestModeEnabled(true);
+    auto* a = new QApplication(argc, argv);
+    QApplication::setOrganizationName("zyl-test");
+    QApplication::setApplicationName("zyl-test");
+    return a;
+  }();
+  return *app;
+}
+
+/// A fresh temporary folder as a std::filesystem path.
+struct TempDir {
+  QTemporaryDir dir;
+  std::filesystem::path Path() const { return std::filesystem::path(dir.path().toStdString()); }
+};
+
+}  // namespace zyl::testing
