@@ -5,8 +5,15 @@
 
 namespace zyl::platform::window {
 
+namespace {
+QString g_namespace;
+}  // namespace
+
+void SetLinkNamespace(const QString& name) { g_namespace = name; }
+
 QString LinkServerName(const QString& application, const QString& topic) {
-  return QStringLiteral("zyl-%1-%2-%3").arg(application, topic).arg(::getuid());
+  const QString base = QStringLiteral("zyl-%1-%2-%3").arg(application, topic).arg(::getuid());
+  return g_namespace.isEmpty() ? base : base + "-" + g_namespace;
 }
 
 bool SendLinkText(const QString& application, const QString& topic, const QString& item, const QString& text,

@@ -7,6 +7,8 @@
 #include <QTemporaryDir>
 #include <filesystem>
 
+#include "platform/window/link.h"
+
 namespace zyl::testing {
 
 inline QApplication& App() {
@@ -19,6 +21,8 @@ inline QApplication& App() {
     auto* a = new QApplication(argc, argv);
     QApplication::setOrganizationName("zyl-test");
     QApplication::setApplicationName("zyl-test");
+    // Companion links of this test program only: parallel tests must not reach each other.
+    platform::window::SetLinkNamespace(QString::number(QCoreApplication::applicationPid()));
     return a;
   }();
   return *app;
