@@ -1,0 +1,75 @@
+#pragma once
+// Inside of Workbook: sheets by id, the style table, the dependency graph and the recalculation engine.
+// Internal to the platform library (the formula evaluator and the file readers use it).
+
+#include <cstdint>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "platform/workbook.h"
+#include "platform/workbook_formula.h"
+
+namespace zyl::platform {
+
+/// Key of a cell in the dependency graph: sheet id, row, column.
+inline std::uint64_t CellKey(std::uint32_t sheet, int row, int col) {
+  return (std::uint64_t(sheet) << 32) | (std::uint64_t(std::uint32_t(row)) << 8) | std::uint64_t(col);
+}
+inline std::uint32_t KeySheet(std::uint64_t k) { return std::uint32_t(k >> 32); }
+inline int KeyRow(std::uint64_t k) { return int((k >> 8) & 0xFFFFFF); }
+inline int KeyCol(std::uint64_t k) { return int(k & 0xFF); }
+
+/// Blocks larger than this are kept as whole ranges in the graph instead of cell by cell.
+inline constexpr int kExpandArea = 64;
+
+struct WorkbookImpl {
+  Workbook* owner = nullptr;
+  std::vector<std::unique_ptr<Sheet>> sheets;  ///< tab order
+  std::vector<Sheet*> by_id;                   ///< id -> sheet (nullptr once deleted)
+  int active = 0;
+  std::vector<CellStyle> styles{CellStyle{}};
+  bool auto_recalc = true;
+
+  // Dependency graph
+  std::unordered_map<std::uint64_t, std::vector<std::uint64_t>> dependents;  ///< cell -> formulas reading it
+  struct BigRange {
+    int r1, c1, r2, c2;
+    std::uint64_t formula;
+  };
+  std::unordered_map<std::uint32_t, std::vector<BigRange>> big_ranges;  ///< sheet id -> large blocks read
+  std::unordered_set<std::uint64_t> formulas;                           ///< every formula cell
+  std::unordered_set<std::uint64_t> pending;  ///< changed cells not yet recalculated (manual mode)
+
+  // Listeners
+  std::vector<std::pair<int, Workbook::Listener>> listeners;
+  int next_listener = 1;
+  int batch = 0;  ///< >0 while a compound edit runs (events and recalculation deferred)
+
+  Sheet* SheetById(std::uint32_t id) const { return id < by_id.size() ? by_id[id] : nullptr; }
+  const CellValue* ValueAt(std::uint32_t sheet, int row, int col) const;
+  Cell* CellAt(std::uint64_t key);
+  Cell& Touch(Sheet& s, int row, int col);
+  int IndexOf(const Sheet* s) const;
+
+  std::shared_ptr<const FormulaCode> Compile(std::string_view text, std::uint32_t sheet) const;
+  void Register(std::uint64_t key, const FormulaCode& code);
+  void Unregister(std::uint64_t key, const FormulaCode& code);
+  template <class Fn>
+  void ForEachDependent(std::uint64_t key, Fn&& fn) const;
+
+  /// A cell's content changed: keep the graph right and recalculate (or remember it).
+  void ContentChanged(Sheet& s, int row, int col, const std::shared_ptr<const FormulaCode>& old_code);
+  /// Recalculates the formulas affected by `seeds` (all formulas when `all`).
+  void Recalc(const std::vector<std::uint64_t>& seeds, bool all);
+  /// Recompiles every formula and rebuilds the graph (after structural edits), then recalculates all.
+  void RebuildAll();
+  /// Rewrites the references of every formula in the workbook; `self` is the id of the formula's sheet.
+  void RewriteAll(const std::function<bool(RefToken&, std::uint32_t self)>& fn);
+  std::uint32_t ResolveSheet(const RefToken& t, std::uint32_t self) const;
+
+  void Emit(const WorkbookEvent& e);
+  void EmitCells(const Sheet& s, int r1, int c1, int r2, int c2);
+};
+
+}  // namespace zyl::platform
