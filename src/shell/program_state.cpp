@@ -1,6 +1,7 @@
 #include "shell/program_state.h"
 
 #include "platform/files.h"
+#include "thermo/lookup.h"
 
 #include <fstream>
 #include <optional>
@@ -90,6 +91,19 @@ bool LoadElementsStep(ProgramState& state, platform::Messages& messages) {
   thermo::SetElements(*table);
   state.elements_loaded = true;
   return true;
+}
+
+void OpenDatabasesStep(ProgramState& state, platform::Messages& messages) {
+  const fs::path own = state.settings.own_db.empty() ? thermo::DefaultOwnDbPath() : fs::path(state.settings.own_db);
+  const fs::path main = state.settings.main_db.empty() ? thermo::DefaultMainDbPath() : fs::path(state.settings.main_db);
+  std::string error;
+  if (!thermo::EnsureOwnDb(own, &error) && !error.empty())
+    messages.Show(error, platform::kDefaultTitle, platform::Icon::Warning);
+  thermo::OpenSharedSpeciesDatabases(own, main, messages);
+  const thermo::SpeciesDatabases& dbs = thermo::SharedSpeciesDatabases();
+  state.own_db_open = dbs.own != nullptr;
+  state.main_db_open = dbs.main != nullptr;
+  state.databases = &thermo::SharedSpeciesDatabases();
 }
 
 void SetBalanceFile(ProgramState& state) {

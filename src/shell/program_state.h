@@ -10,6 +10,10 @@
 #include "shell/settings.h"
 #include "thermo/elements.h"
 
+namespace zyl::thermo {
+struct SpeciesDatabases;
+}
+
 namespace zyl::shell {
 
 inline constexpr std::string_view kProgramName = "ZYL";
@@ -31,6 +35,8 @@ struct ProgramState {
   bool elements_loaded = false;  ///< the element table came from the atomic weights file
   bool own_db_open = false;      ///< the own species database and its catalogue are loaded
   bool main_db_open = false;     ///< the main species database and its catalogue are loaded
+  /// Both open species databases with their catalogues (the shared pair), null before start-up.
+  thermo::SpeciesDatabases* databases = nullptr;
 
   std::filesystem::path balance_file;  ///< current balance file: work_dir / "HeatBal.ohe"
   std::string balance_name;            ///< its base name, "HeatBal"
@@ -62,6 +68,10 @@ void LoadSettingsStep(ProgramState& state, platform::Messages& messages);
 
 /// Start-up step 8: the element table from data_dir/Databases/AWDB4.ZYL, installed as the shared table.
 bool LoadElementsStep(ProgramState& state, platform::Messages& messages);
+
+/// Start-up step 9: opens the own database (made from the shipped empty one when missing) and the main
+/// database with their catalogues as the shared pair; problems are reported, none is fatal.
+void OpenDatabasesStep(ProgramState& state, platform::Messages& messages);
 
 /// Sets the current balance file (work_dir / "HeatBal.ohe", name "HeatBal").
 void SetBalanceFile(ProgramState& state);

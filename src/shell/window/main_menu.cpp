@@ -1,6 +1,7 @@
 #include "shell/window/main_menu.h"
 
 #include <QAction>
+#include <filesystem>
 #include <QApplication>
 #include <QCloseEvent>
 #include <QGridLayout>
@@ -16,6 +17,7 @@
 #include "platform/window/help.h"
 #include "platform/window/link.h"
 #include "platform/window/qt_messages.h"
+#include "reactions/window/re_eq.h"
 #include "shell/program_state.h"
 #include "shell/window/not_built.h"
 #include "shell/window/settings_form.h"
@@ -230,7 +232,7 @@ void MainMenu::OpenNotBuilt(const char* method) {
     if (qstrcmp(e.method, method) == 0) OpenModule(new NotBuilt(QString::fromUtf8(e.caption), QString::fromUtf8(e.tip)));
 }
 
-void MainMenu::StartReactions() { OpenNotBuilt("StartReactions"); }
+void MainMenu::StartReactions() { OpenModule(new reactions::window::ReEq); }
 
 void MainMenu::StartHeatBalances() {
   QApplication::setOverrideCursor(Qt::WaitCursor);
@@ -287,6 +289,10 @@ void MainMenu::RefreshMainMenu() {
   const ProgramState& s = ZYL5main();
   QStringList parts;
   parts << (s.elements_loaded ? tr("Element table loaded") : tr("Element table missing"));
+  auto db = [](bool open, const std::string& path) {
+    return open ? QString::fromStdString(std::filesystem::path(path).filename().string()) : tr("not open");
+  };
+  parts << tr("Databases: %1, %2").arg(db(s.own_db_open, s.settings.own_db), db(s.main_db_open, s.settings.main_db));
   parts << tr("Temperature in %1, energy in %2").arg(s.Celsius() ? "°C" : "K", s.Calories() ? "cal" : "J");
   status_->setText(parts.join("   ·   "));
   RefreshMyBut();

@@ -79,6 +79,7 @@ StartupOutcome RunStartup(const StartupOptions& o, ProgramState& state, Instance
   // 7, 8, 9. Settings, element table, species databases.
   LoadSettingsStep(state, messages);
   LoadElementsStep(state, messages);
+  OpenDatabasesStep(state, messages);
   SetBalanceFile(state);
   return StartupOutcome::ShowMenu;
 }

@@ -9,6 +9,11 @@
 
 #include "platform/window/link.h"
 
+#include <ostream>
+
+// Readable QString values in test failures.
+inline void PrintTo(const QString& s, std::ostream* os) { *os << '"' << s.toStdString() << '"'; }
+
 namespace zyl::testing {
 
 inline QApplication& App() {
