@@ -9,6 +9,8 @@
 #include <fstream>
 
 #include "platform/files.h"
+#include "reactions/test_db.h"
+#include "thermo/lookup.h"
 #include "platform/window/qt_app.h"
 #include "shell/window/instance_guard.h"
 #include "shell/window/main_menu.h"
@@ -31,6 +33,24 @@ class Startup : public ::testing::Test {
     options.messages = &messages;
     options.locale = QLocale::c();
     options.check_printer = false;
+    std::string error;
+    ASSERT_TRUE(thermo::WriteSpeciesDatabase(MainDb(), reactions::testing::TestRecords(), &error)) << error;
+  }
+  void TearDown() override {
+    thermo::SharedSpeciesDatabases().own.reset();
+    thermo::SharedSpeciesDatabases().main.reset();
+  }
+  fs::path MainDb() const { return tmp.Path() / "MainDB6.ZYL"; }
+  fs::path OwnDb() const { return tmp.Path() / "own" / "OwnDB6.ZYL"; }
+  void WriteSettings() {
+    fs::create_directories(options.write_dir);
+    std::ofstream(options.write_dir / "ZYL6.INI")
+        << "[ZYL Path]\nOwnDB=" << OwnDb().string() << "\nMainDB=" << MainDb().string() << "\n";
+  }
+  bool AnyQuestion() const {
+    for (const auto& m : messages.Log())
+      if (m.question) return true;
+    return false;
   }
   testing::TempDir tmp;
   platform::HeadlessMessages messages{false};
@@ -39,22 +59,42 @@ class Startup : public ::testing::Test {
   InstanceGuard guard{UniqueName()};
 };
 
-TEST_F(Startup, CleanStartWritesTestFileAndDefaultSettingsAndLoadsElements) {
+TEST_F(Startup, CleanStartLoadsSettingsElementsAndBothDatabases) {
+  WriteSettings();
   ASSERT_EQ(RunStartup(options, state, guard), StartupOutcome::ShowMenu);
   EXPECT_TRUE(messages.Log().empty()) << messages.Last();
   EXPECT_TRUE(fs::exists(options.write_dir / "ReadOnlyTest.tmp"));
-  EXPECT_TRUE(fs::exists(options.write_dir / "ZYL6.INI"));
   EXPECT_TRUE(state.elements_loaded);
+  EXPECT_TRUE(state.main_db_open);
+  EXPECT_TRUE(state.own_db_open);
+  EXPECT_TRUE(fs::exists(OwnDb())) << "a missing own database is made";
+  ASSERT_NE(state.databases, nullptr);
+  EXPECT_TRUE(thermo::FindSpecies("H2O(g)", *state.databases).found());
   EXPECT_EQ(state.balance_file, options.work_dir / "HeatBal.ohe");
   EXPECT_EQ(state.balance_name, "HeatBal");
-  // A second run reads the file the first one made instead of writing it again.
+}
+
+TEST_F(Startup, FirstRunWritesDefaultSettingsAndAMissingDatabaseIsNotFatal) {
+  ASSERT_EQ(RunStartup(options, state, guard), StartupOutcome::ShowMenu);
+  EXPECT_TRUE(fs::exists(options.write_dir / "ZYL6.INI"));
+  EXPECT_FALSE(AnyQuestion());
+  // The next run reads the file the first one made; a main database that is not there is reported.
+  fs::rename(MainDb(), tmp.Path() / "moved.ZYL");
+  WriteSettings();
+  messages.Clear();
   ProgramState again;
   InstanceGuard other{UniqueName()};
   ASSERT_EQ(RunStartup(options, again, other), StartupOutcome::ShowMenu);
-  EXPECT_EQ(again.settings.main_db, state.settings.main_db);
+  EXPECT_FALSE(again.main_db_open);
+  EXPECT_TRUE(messages.Saw(MainDb().string())) << messages.Last();
+  MainMenu menu;
+  menu.show();
+  EXPECT_TRUE(menu.isVisible());
 }
 
 TEST_F(Startup, ReadOnlyFolderWarnsAndTheMenuStillOpens) {
+  WriteSettings();
+  options.settings_path = options.write_dir / "ZYL6.INI";
   // A regular file where the folder should be: no folder can be made there, even for root.
   std::ofstream(tmp.Path() / "blocker") << "x";
   options.write_dir = tmp.Path() / "blocker" / "config";
@@ -107,7 +147,8 @@ TEST_F(Startup, StaleSocketOfACrashedCopyIsNotASecondCopy) {
   stale.close();
   EXPECT_FALSE(guard.OtherRunning());
   EXPECT_EQ(RunStartup(options, state, guard), StartupOutcome::ShowMenu);
-  EXPECT_TRUE(messages.Log().empty()) << messages.Last();
+  EXPECT_FALSE(AnyQuestion());
+  EXPECT_TRUE(guard.OtherRunning()) << "this copy now answers";
 }
 
 TEST_F(Startup, CommaLocaleWarnsButFilesKeepPoints) {
