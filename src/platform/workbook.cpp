@@ -157,8 +157,6 @@ std::string QuoteSheetName(std::string_view name) {
   for (char c : name)
     if (!((c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_' || c == '.'))
       plain = false;
-  // A bare name that reads as a cell ("A1") or a boolean needs quotes too.
-  if (plain && (ParseCellRef(name) || EqualsNoCase(name, "TRUE") || EqualsNoCase(name, "FALSE"))) plain = false;
   if (plain) return std::string(name);
   std::string s = "'";
   for (char c : name) {
@@ -688,13 +686,13 @@ std::uint32_t WorkbookImpl::ResolveSheet(const RefToken& t, std::uint32_t self) 
   return UINT32_MAX;
 }
 
-void WorkbookImpl::Register(std::uint64_t key, const FormulaCode& code) {
+void WorkbookImpl::Register(std::uint64_t key, Cell* cell, const FormulaCode& code) {
   for (const RefArea& a : code.refs) {
     if (std::int64_t(a.r2 - a.r1 + 1) * (a.c2 - a.c1 + 1) <= kExpandArea) {
       for (int c = a.c1; c <= a.c2; ++c)
-        for (int r = a.r1; r <= a.r2; ++r) dependents[CellKey(a.sheet, r, c)].push_back(key);
+        for (int r = a.r1; r <= a.r2; ++r) dependents[CellKey(a.sheet, r, c)].push_back({key, cell});
     } else {
-      big_ranges[a.sheet].push_back({a.r1, a.c1, a.r2, a.c2, key});
+      big_ranges[a.sheet].push_back({a.r1, a.c1, a.r2, a.c2, {key, cell}});
     }
   }
 }
@@ -707,7 +705,7 @@ void WorkbookImpl::Unregister(std::uint64_t key, const FormulaCode& code) {
           auto it = dependents.find(CellKey(a.sheet, r, c));
           if (it == dependents.end()) continue;
           auto& v = it->second;
-          auto f = std::find(v.begin(), v.end(), key);
+          auto f = std::find_if(v.begin(), v.end(), [key](const Dep& d) { return d.key == key; });
           if (f != v.end()) {
             *f = v.back();
             v.pop_back();
@@ -719,7 +717,7 @@ void WorkbookImpl::Unregister(std::uint64_t key, const FormulaCode& code) {
       if (it == big_ranges.end()) continue;
       auto& v = it->second;
       for (std::size_t i = 0; i < v.size(); ++i)
-        if (v[i].formula == key && v[i].r1 == a.r1 && v[i].c1 == a.c1 && v[i].r2 == a.r2 && v[i].c2 == a.c2) {
+        if (v[i].formula.key == key && v[i].r1 == a.r1 && v[i].c1 == a.c1 && v[i].r2 == a.r2 && v[i].c2 == a.c2) {
           v[i] = v.back();
           v.pop_back();
           break;
@@ -732,7 +730,7 @@ template <class Fn>
 void WorkbookImpl::ForEachDependent(std::uint64_t key, Fn&& fn) const {
   auto it = dependents.find(key);
   if (it != dependents.end())
-    for (std::uint64_t d : it->second) fn(d);
+    for (const Dep& d : it->second) fn(d);
   if (big_ranges.empty()) return;
   auto b = big_ranges.find(KeySheet(key));
   if (b == big_ranges.end()) return;
@@ -746,11 +744,13 @@ void WorkbookImpl::ContentChanged(Sheet& s, int row, int col, const std::shared_
   if (old_code) {
     Unregister(key, *old_code);
     formulas.erase(key);
+    volatiles.erase(key);
   }
-  const Cell* c = s.Find(row, col);
+  Cell* c = const_cast<Cell*>(s.Find(row, col));
   if (c && c->code) {
-    Register(key, *c->code);
-    formulas.insert(key);
+    Register(key, c, *c->code);
+    formulas[key] = c;
+    if (c->code->volatile_fn) volatiles.insert(key);
   }
   if (batch > 0 || !auto_recalc) {
     pending.insert(key);
@@ -761,46 +761,55 @@ void WorkbookImpl::ContentChanged(Sheet& s, int row, int col, const std::shared_
 }
 
 void WorkbookImpl::Recalc(const std::vector<std::uint64_t>& seeds, bool all) {
-  // Affected formulas with their count of affected precedents; evaluated in dependency order (Kahn), so no
-  // recursion however long the chains; whatever is left is on or behind a cycle.
-  std::unordered_map<std::uint64_t, int> indeg;
+  // Affected formulas, each with its count of affected precedents, are evaluated in dependency order (Kahn), so
+  // no recursion however long the chains; whatever is left over is on or behind a cycle.
+  ++epoch;
+  struct Node {
+    std::uint64_t key;
+    Cell* cell;
+    const std::vector<Dep>* direct;   // formulas reading this cell
+    const std::vector<BigRange>* big;  // large blocks on its sheet
+  };
+  std::vector<Node> nodes;
+  auto visit = [&](const Dep& d) {
+    if (d.cell->rc_epoch == epoch) return;
+    d.cell->rc_epoch = epoch;
+    d.cell->rc_indeg = 0;
+    d.cell->rc_index = int(nodes.size());
+    auto it = dependents.find(d.key);
+    auto b = big_ranges.empty() ? big_ranges.end() : big_ranges.find(KeySheet(d.key));
+    nodes.push_back({d.key, d.cell, it == dependents.end() ? nullptr : &it->second,
+                     b == big_ranges.end() || b->second.empty() ? nullptr : &b->second});
+  };
+  auto each = [](const Node& n, auto&& fn) {
+    if (n.direct)
+      for (const Dep& d : *n.direct) fn(d);
+    if (n.big) {
+      int r = KeyRow(n.key), c = KeyCol(n.key);
+      for (const BigRange& br : *n.big)
+        if (r >= br.r1 && r <= br.r2 && c >= br.c1 && c <= br.c2) fn(br.formula);
+    }
+  };
   if (all) {
-    indeg.reserve(formulas.size() * 2);
-    for (std::uint64_t f : formulas) indeg.emplace(f, 0);
+    // Walk the sheets rather than the formula set: cells lie in memory roughly in the order they were made.
+    nodes.reserve(formulas.size());
+    for (const auto& sheet : sheets)
+      for (int c = 0; c < kMaxCols; ++c)
+        for (auto& [r, cell] : sheet->cols_[std::size_t(c)])
+          if (cell.code) visit({CellKey(sheet->id_, r, c), &cell});
   } else {
-    std::vector<std::uint64_t> stack;
     for (std::uint64_t s : seeds) {
-      if (formulas.count(s)) {
-        if (indeg.emplace(s, 0).second) stack.push_back(s);
-      } else {
-        ForEachDependent(s, [&](std::uint64_t d) {
-          if (indeg.emplace(d, 0).second) stack.push_back(d);
-        });
-      }
+      auto f = formulas.find(s);
+      if (f != formulas.end()) visit({s, f->second});
+      else ForEachDependent(s, visit);
     }
-    // Volatile formulas follow every change.
-    for (std::uint64_t f : formulas) {
-      Cell* c = CellAt(f);
-      if (c && c->code && c->code->volatile_fn && indeg.emplace(f, 0).second) stack.push_back(f);
-    }
-    while (!stack.empty()) {
-      std::uint64_t k = stack.back();
-      stack.pop_back();
-      ForEachDependent(k, [&](std::uint64_t d) {
-        if (indeg.emplace(d, 0).second) stack.push_back(d);
-      });
-    }
+    for (std::uint64_t k : volatiles) visit({k, formulas.at(k)});
+    for (std::size_t i = 0; i < nodes.size(); ++i) each(Node(nodes[i]), visit);
   }
-  for (const auto& [k, n] : indeg) {
-    (void)n;
-    ForEachDependent(k, [&](std::uint64_t d) {
-      auto it = indeg.find(d);
-      if (it != indeg.end()) ++it->second;
-    });
-  }
-  std::vector<std::uint64_t> ready;
-  for (const auto& [k, n] : indeg)
-    if (n == 0) ready.push_back(k);
+  for (const Node& n : nodes) each(n, [](const Dep& d) { ++d.cell->rc_indeg; });
+  std::vector<int> ready;
+  for (const Node& n : nodes)
+    if (n.cell->rc_indeg == 0) ready.push_back(n.cell->rc_index);
   struct Box {
     int r1 = kMaxRows, c1 = kMaxCols, r2 = -1, c2 = -1;
   };
@@ -814,29 +823,26 @@ void WorkbookImpl::Recalc(const std::vector<std::uint64_t>& seeds, bool all) {
   };
   std::size_t done = 0;
   while (!ready.empty()) {
-    std::uint64_t k = ready.back();
+    const Node& n = nodes[std::size_t(ready.back())];
     ready.pop_back();
     ++done;
-    Cell* c = CellAt(k);
-    if (c && c->code) {
-      CellValue v = EvaluateFormula(*c->code, *this);
-      if (!(v == c->value)) {
-        c->value = std::move(v);
-        note(k);
+    if (n.cell->code) {
+      CellValue v = EvaluateFormula(*n.cell->code, *this);
+      if (!(v == n.cell->value)) {
+        n.cell->value = std::move(v);
+        note(n.key);
       }
     }
-    ForEachDependent(k, [&](std::uint64_t d) {
-      auto it = indeg.find(d);
-      if (it != indeg.end() && --it->second == 0) ready.push_back(d);
+    each(n, [&](const Dep& e) {
+      if (--e.cell->rc_indeg == 0) ready.push_back(e.cell->rc_index);
     });
   }
-  if (done < indeg.size()) {
-    for (const auto& [k, n] : indeg) {
-      if (n <= 0) continue;
-      Cell* c = CellAt(k);
-      if (c && !(c->value.is_error() && c->value.error == CellError::Circular)) {
-        c->value = CellValue::Error(CellError::Circular);
-        note(k);
+  if (done < nodes.size()) {
+    for (const Node& n : nodes) {
+      if (n.cell->rc_indeg <= 0) continue;
+      if (!(n.cell->value.is_error() && n.cell->value.error == CellError::Circular)) {
+        n.cell->value = CellValue::Error(CellError::Circular);
+        note(n.key);
       }
     }
   }
@@ -850,6 +856,7 @@ void WorkbookImpl::RebuildAll() {
   dependents.clear();
   big_ranges.clear();
   formulas.clear();
+  volatiles.clear();
   pending.clear();
   for (auto& s : sheets)
     for (int c = 0; c < kMaxCols; ++c)
@@ -860,8 +867,9 @@ void WorkbookImpl::RebuildAll() {
         }
         cell.code = Compile(cell.formula, s->id_);
         std::uint64_t key = CellKey(s->id_, r, c);
-        Register(key, *cell.code);
-        formulas.insert(key);
+        Register(key, &cell, *cell.code);
+        formulas[key] = &cell;
+        if (cell.code->volatile_fn) volatiles.insert(key);
       }
   if (auto_recalc) Recalc({}, true);
 }

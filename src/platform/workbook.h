@@ -128,6 +128,9 @@ struct Cell {
   std::string formula;  ///< formula text without '=', empty for a constant
   int style = 0;        ///< index into the workbook's style table (0 = default)
   std::shared_ptr<const FormulaCode> code;  ///< compiled formula (internal)
+  std::uint32_t rc_epoch = 0;                ///< recalculation scratch (internal)
+  int rc_indeg = 0;                          ///< recalculation scratch (internal)
+  int rc_index = 0;                          ///< recalculation scratch (internal)
   bool has_formula() const { return !formula.empty(); }
 };
 

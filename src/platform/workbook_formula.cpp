@@ -626,7 +626,6 @@ class Evaluator {
 
   CellValue Run() {
     stack_.clear();
-    stack_.reserve(16);
     for (const FormulaOp& op : code_.ops) Step(op);
     if (stack_.size() != 1) return CellValue::Error(CellError::Value);
     StackValue v = Deref(std::move(stack_.back()));
@@ -1132,16 +1131,21 @@ class Evaluator {
 
   const FormulaCode& code_;
   const WorkbookImpl& book_;
-  std::vector<StackValue> stack_;
+  // Evaluation never nests, so one stack per thread serves every formula without allocating.
+  static thread_local std::vector<StackValue> stack_;
 };
+
+thread_local std::vector<StackValue> Evaluator::stack_;
 
 }  // namespace
 
 // ---------------------------------------------------------------------------------------------------------------
 
-std::string RefToken::ToString() const {
+std::string RefToken::ToString() const { return ToString({}); }
+
+std::string RefToken::ToString(const std::function<std::string(std::string_view)>& quote) const {
   std::string s;
-  if (has_sheet) s = QuoteSheetName(sheet) + "!";
+  if (has_sheet) s = (quote ? quote(sheet) : QuoteSheetName(sheet)) + "!";
   auto cell = [&](int r, int c, bool ra, bool ca) {
     if (ca) s += '$';
     s += ColumnName(c);
@@ -1156,7 +1160,8 @@ std::string RefToken::ToString() const {
   return s;
 }
 
-std::string RewriteRefs(std::string_view formula, const std::function<bool(RefToken&)>& fn) {
+std::string RewriteRefs(std::string_view formula, const std::function<bool(RefToken&)>& fn,
+                        const std::function<std::string(std::string_view)>& quote) {
   std::vector<Token> toks;
   std::string error;
   if (!Tokenize(formula, &toks, &error)) return std::string(formula);
@@ -1169,9 +1174,9 @@ std::string RewriteRefs(std::string_view formula, const std::function<bool(RefTo
     }
     RefToken r = t.ref;
     if (fn(r)) {
-      out += r.ToString();
+      out += r.ToString(quote);
     } else {
-      if (r.has_sheet) out += QuoteSheetName(r.sheet) + "!";
+      if (r.has_sheet) out += (quote ? quote(r.sheet) : QuoteSheetName(r.sheet)) + "!";
       out += "#REF!";
     }
   }

@@ -26,11 +26,14 @@ struct RefToken {
   bool is_range = false;  ///< written with ':'
   /// The reference written back ("IN1!$C$1:$C$65536", "'A b'!C5", "B2").
   std::string ToString() const;
+  std::string ToString(const std::function<std::string(std::string_view)>& quote) const;
 };
 
 /// Rewrites every reference of a formula text (without '='). fn may change the reference; returning false turns
 /// it into #REF! (keeping its sheet prefix). Returns the text unchanged when it does not tokenize.
-std::string RewriteRefs(std::string_view formula, const std::function<bool(RefToken&)>& fn);
+/// `quote` writes sheet names (QuoteSheetName when not given).
+std::string RewriteRefs(std::string_view formula, const std::function<bool(RefToken&)>& fn,
+                        const std::function<std::string(std::string_view)>& quote = {});
 
 /// A block of cells a formula reads.
 struct RefArea {

@@ -31,14 +31,21 @@ struct WorkbookImpl {
   std::vector<CellStyle> styles{CellStyle{}};
   bool auto_recalc = true;
 
-  // Dependency graph
-  std::unordered_map<std::uint64_t, std::vector<std::uint64_t>> dependents;  ///< cell -> formulas reading it
+  // Dependency graph. Formula cells are named by key and reached by pointer (map nodes do not move while a
+  // formula is registered; structural edits rebuild the graph).
+  struct Dep {
+    std::uint64_t key;
+    Cell* cell;
+  };
+  std::unordered_map<std::uint64_t, std::vector<Dep>> dependents;  ///< cell -> formulas reading it
   struct BigRange {
     int r1, c1, r2, c2;
-    std::uint64_t formula;
+    Dep formula;
   };
   std::unordered_map<std::uint32_t, std::vector<BigRange>> big_ranges;  ///< sheet id -> large blocks read
-  std::unordered_set<std::uint64_t> formulas;                           ///< every formula cell
+  std::unordered_map<std::uint64_t, Cell*> formulas;                    ///< every formula cell
+  std::unordered_set<std::uint64_t> volatiles;                          ///< formulas using NOW, TODAY, RAND
+  std::uint32_t epoch = 0;                                              ///< recalculation pass counter
   std::unordered_set<std::uint64_t> pending;  ///< changed cells not yet recalculated (manual mode)
 
   // Listeners
@@ -53,7 +60,7 @@ struct WorkbookImpl {
   int IndexOf(const Sheet* s) const;
 
   std::shared_ptr<const FormulaCode> Compile(std::string_view text, std::uint32_t sheet) const;
-  void Register(std::uint64_t key, const FormulaCode& code);
+  void Register(std::uint64_t key, Cell* cell, const FormulaCode& code);
   void Unregister(std::uint64_t key, const FormulaCode& code);
   template <class Fn>
   void ForEachDependent(std::uint64_t key, Fn&& fn) const;
