@@ -159,7 +159,7 @@ DbEditResult SaveSpecies(SpeciesDb& db, DbRole role, const std::vector<SpeciesRe
   if (exists && !replace) return Refuse(msgs, "Species already in the database: " + formula);
   DbEditResult refusal;
   if (!MayChangeMain(role, msgs, insist, refusal)) return refusal;
-  return ImportSpecies(db, role, ranges, false, msgs, true);
+  return ImportSpecies(db, DbRole::Own, ranges, false, msgs);  // already confirmed
 }
 
 DbEditResult DeleteSpecies(SpeciesDb& db, DbRole role, std::string_view formula, int range,

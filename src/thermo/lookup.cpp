@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <system_error>
 
@@ -31,9 +33,21 @@ inline bool FieldEquals(const char* f, std::string_view name) {
 }
 
 RecordSpan ScanRecords(const SpeciesDb& db, std::string_view name, int first, int last) {
+  if (first > last) return {};
+  // First 8 bytes of the blank-padded field: one load and compare rejects almost every record.
+  char padded[8];
+  std::memset(padded, ' ', sizeof(padded));
+  std::memcpy(padded, name.data(), std::min(name.size(), sizeof(padded)));
+  uint64_t head;
+  std::memcpy(&head, padded, sizeof(head));
   const char* base = reinterpret_cast<const char*>(db.RecordData(1));
+  const bool nul_padded_possible = name.size() < sizeof(padded);  // "H2\0\0..." must match too
   for (int rec = first; rec <= last; ++rec) {
-    if (!FieldEquals(base + static_cast<size_t>(rec - 1) * kRecordSize, name)) continue;
+    const char* f = base + static_cast<size_t>(rec - 1) * kRecordSize;
+    uint64_t word;
+    std::memcpy(&word, f, sizeof(word));
+    if (word != head && !(nul_padded_possible && f[0] == name[0])) continue;
+    if (!FieldEquals(f, name)) continue;
     int end = rec;
     const int count = db.RecordCount();
     while (end < count && FieldEquals(base + static_cast<size_t>(end) * kRecordSize, name)) ++end;
@@ -174,10 +188,13 @@ bool OpenSpeciesDatabases(SpeciesDatabases& dbs, const fs::path& own_path, const
   dbs.own.reset();
   dbs.main.reset();
   std::string error;
-  if (!EnsureOwnDb(own_path, &error)) msgs.Error(std::string(kMsgCanNotOpen) + " " + own_path.string() + "\n" + error);
-  // The own database is edited: open it for writing, read-only when that is not allowed.
-  const bool may_write = ::access(own_path.c_str(), W_OK) == 0;
-  dbs.own = OpenSpeciesDb(own_path, &msgs, may_write);
+  if (!EnsureOwnDb(own_path, &error)) {
+    msgs.Error(std::string(kMsgCanNotOpen) + " " + own_path.string() + "\n" + error);
+  } else {
+    // The own database is edited: open it for writing, read-only when that is not allowed.
+    const bool may_write = ::access(own_path.c_str(), W_OK) == 0;
+    dbs.own = OpenSpeciesDb(own_path, &msgs, may_write);
+  }
   dbs.main = OpenSpeciesDb(main_path, &msgs, false);
   return dbs.own && dbs.main;
 }

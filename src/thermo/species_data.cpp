@@ -21,13 +21,16 @@ std::atomic<bool> g_criss_cobble{false};
 // Criss-Cobble correspondence principle (C. M. Criss and J. W. Cobble, J. Am. Chem. Soc. 86 (1964)
 // 5385 and 5390): the absolute partial molal entropy of an ion at t is linear in its absolute
 // entropy at 25 C, S_t = a_t + b_t * S_25, with one (a_t, b_t) pair per ion class; the absolute
-// scale puts S(H+, 25 C) at -5.0 cal/(mol K). The mean heat capacity from 25 C to t follows as
-//   Cp_mean = (a_t + (b_t - 1) * S_25) / ln(T_t / 298.15).
-// The (a_t, b_t) values below are the tabulated entropy parameters at 60, 100, 150 and 200 C as
-// recalled from the first paper; the cation and simple-anion rows reproduce the published mean
-// heat capacity parameters (35/-0.41, 46/-0.55, 46/-0.59, 50/-0.63 for cations; -46, -58, -61, -65
-// for the alpha of simple anions). The oxy-anion and acid oxy-anion rows could not be checked
-// against the paper here and should be verified before they are relied on.
+// scale puts S(H+) at -5.0 cal/(mol K) at 25 C and at the values of kAbsEntropyH at t. The mean
+// heat capacity from 25 C to t follows as
+//   Cp_mean = (S_t - S_25) / ln(T_t / 298.15) = (a_t + (b_t - 1) * S_25) / ln(T_t / 298.15),
+// and the conventional value (H+ = 0) as Cp_conv = Cp_abs(ion) - z * Cp_abs(H+).
+// The numbers below were written down from memory of the papers' tables, not copied from them:
+// the cation and simple-anion rows reproduce the published mean heat capacity parameters
+// (alpha/beta 35/-0.41, 46/-0.55, 46/-0.59, 50/-0.63 for cations; alpha -46, -58, -61, -65 for
+// simple anions), and Na+ and Cl- come out near their measured heat capacities. The oxy-anion and
+// acid oxy-anion rows and the H+ entropies could not be checked against the papers here and should
+// be verified before they are relied on.
 struct CcRow {
   double a[4];
   double b[4];
@@ -39,11 +42,18 @@ constexpr CcRow kCcRows[4] = {
     {{-14.0, -31.0, -46.4, -67.0}, {1.217, 1.476, 1.687, 2.020}},   // oxy-anions
     {{-13.5, -30.3, -50.0, -65.6}, {1.380, 1.894, 2.381, 2.960}},   // acid oxy-anions
 };
-constexpr double kAbsEntropyH = -5.0;  // cal/(mol K), S(H+) at 25 C on the absolute scale
+constexpr double kAbsEntropyH25 = -5.0;                      // cal/(mol K), S(H+) at 25 C, absolute
+constexpr double kAbsEntropyH[4] = {-2.5, 2.0, 6.5, 11.1};  // cal/(mol K), S(H+) at kCcTempC, absolute
 
-/// Mean heat capacity parameters (alpha, beta) of a class at tabulated point i.
+/// Mean heat capacity parameters at tabulated point i: Cp_mean = alpha + beta * S_25 (row -1: H+,
+/// beta = 0).
 void CcAlphaBeta(int row, int i, double& alpha, double& beta) {
   const double ln = std::log((kCcTempC[i] + kCelsiusOffset) / kT0);
+  if (row < 0) {
+    alpha = (kAbsEntropyH[i] - kAbsEntropyH25) / ln;
+    beta = 0;
+    return;
+  }
   alpha = kCcRows[row].a[i] / ln;
   beta = (kCcRows[row].b[i] - 1.0) / ln;
 }
@@ -74,10 +84,9 @@ SpeciesValues CrissCobbleAtT(const SpeciesData& sp, double T) {
   const SpeciesRange& r = sp.ranges.front();
   const int row = static_cast<int>(sp.ion) - 1;
   const double z = sp.charge;
-  // Conventional values (H+ = 0) from absolute ones: X_conv(ion) = X_abs(ion) - z X_abs(H+),
-  // with H+ itself taken on the cation line so that it keeps zero heat capacity.
-  const double s25_abs = r.s + z * kAbsEntropyH;
-  const double cp_h = CcMeanCp(0, kAbsEntropyH, T);
+  // Conventional values (H+ = 0) from absolute ones: X_conv(ion) = X_abs(ion) - z X_abs(H+).
+  const double s25_abs = r.s + z * kAbsEntropyH25;
+  const double cp_h = CcMeanCp(-1, 0, T);
   const double cp = CcMeanCp(row, s25_abs, T) - z * cp_h;
   SpeciesValues v;
   v.cp = cp;
@@ -107,6 +116,21 @@ double RangeDeltaS(const SpeciesRange& r, double Ta, double Tb) {
          r.d * kD * (b2 - a2) / 2;
 }
 
+namespace {
+
+/// dH and dS of one range from Ta to Tb with a single division; *inv_tb gets 1/Tb.
+inline void RangeDeltas(const SpeciesRange& r, double Ta, double Tb, double& dh, double& ds, double* inv_tb = nullptr) {
+  const double a2 = Ta * Ta, b2 = Tb * Tb;
+  const double inv = 1.0 / (Ta * Tb);  // 1/Ta - 1/Tb = (Tb - Ta) * inv
+  const double inv_a = inv * Tb, inv_b = inv * Ta;
+  dh = r.a * (Tb - Ta) + r.b * kB * (b2 - a2) / 2 + r.c * kC * (Tb - Ta) * inv + r.d * kD * (b2 * Tb - a2 * Ta) / 3;
+  ds = r.a * std::log(Tb / Ta) + r.b * kB * (Tb - Ta) - r.c * kC * (inv_b * inv_b - inv_a * inv_a) / 2 +
+       r.d * kD * (b2 - a2) / 2;
+  if (inv_tb) *inv_tb = inv_b;
+}
+
+}  // namespace
+
 SpeciesValues CalcSpeciesAtTPlain(const SpeciesData& sp, double T) {
   SpeciesValues v;
   const size_t n = sp.ranges.size();
@@ -115,21 +139,25 @@ SpeciesValues CalcSpeciesAtTPlain(const SpeciesData& sp, double T) {
   // The range of T: the first whose T2 is not below T; the last one above all ranges.
   size_t k = 0;
   while (k + 1 < n && T > r[k].t2) ++k;
-  double h, s;
+  double h = r[0].h, s = r[0].s, dh, ds, inv_t;
   if (k == 0) {
-    h = r[0].h + RangeDeltaH(r[0], kT0, T);
-    s = r[0].s + RangeDeltaS(r[0], kT0, T);
+    RangeDeltas(r[0], kT0, T, dh, ds, &inv_t);
   } else {
-    h = r[0].h + RangeDeltaH(r[0], kT0, r[0].t2);
-    s = r[0].s + RangeDeltaS(r[0], kT0, r[0].t2);
+    RangeDeltas(r[0], kT0, r[0].t2, dh, ds);
+    h += dh;
+    s += ds;
     for (size_t j = 1; j < k; ++j) {
-      h += r[j].h + RangeDeltaH(r[j], r[j].t1, r[j].t2);
-      s += r[j].s + RangeDeltaS(r[j], r[j].t1, r[j].t2);
+      RangeDeltas(r[j], r[j].t1, r[j].t2, dh, ds);
+      h += r[j].h + dh;
+      s += r[j].s + ds;
     }
-    h += r[k].h + RangeDeltaH(r[k], r[k].t1, T);
-    s += r[k].s + RangeDeltaS(r[k], r[k].t1, T);
+    h += r[k].h;
+    s += r[k].s;
+    RangeDeltas(r[k], r[k].t1, T, dh, ds, &inv_t);
   }
-  v.cp = RangeCp(r[k], T);
+  h += dh;
+  s += ds;
+  v.cp = r[k].a + r[k].b * kB * T + r[k].c * kC * (inv_t * inv_t) + r[k].d * kD * (T * T);
   v.h = h;
   v.s = s;
   v.g = h - T * s;
@@ -173,8 +201,10 @@ IonKind ClassifyIon(std::string_view formula) {
   FormulaComposition comp = ParseFormula(formula);
   if (!comp.ok()) return IonKind::None;
   const double z = comp.Charge();
-  if (z > 0) return IonKind::Cation;
   if (z == 0) return IonKind::None;
+  if (comp.Count() == 2 && comp.entries[0].symbol == "H" && comp.entries[0].amount == 1 && z == 1)
+    return IonKind::None;  // H+ keeps its conventional zero values
+  if (z > 0) return IonKind::Cation;
   const double o = comp.Amount("O"), h = comp.Amount("H");
   if (o == 0) return IonKind::SimpleAnion;
   bool only_oh = true;

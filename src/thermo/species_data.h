@@ -32,7 +32,7 @@ struct SpeciesRange {
 /// Ion classes of the Criss-Cobble correspondence principle.
 enum class IonKind : unsigned char { None, Cation, SimpleAnion, OxyAnion, AcidOxyAnion };
 
-/// Class of an ion by its formula: charge > 0 cation; an anion with oxygen is an oxy-anion
+/// Class of an ion by its formula: charge > 0 cation (H+ itself: None, it keeps its zero values); an anion with oxygen is an oxy-anion
 /// ("SO4(-2a)"), with oxygen and hydrogen an acid oxy-anion ("HCO3(-a)"), OH- and anions without
 /// oxygen are simple anions; None for a neutral formula.
 IonKind ClassifyIon(std::string_view formula);

@@ -103,7 +103,18 @@ bool SpeciesDb::Map(std::string* error) {
     map_ = static_cast<const unsigned char*>(p);
   }
   cat_ = ReadCatalogue(CataloguePath(path_));
-  cat_usable_ = cat_.Usable(count_);
+  cat_usable_ = cat_.Usable(count_) && CatalogueMatches();
+  return true;
+}
+
+bool SpeciesDb::CatalogueMatches() const {
+  // The first and last record of every block must belong to it; otherwise the file was sorted
+  // with another element table or the catalogue belongs to another file.
+  for (int block = 1; block <= kCatalogueEntries; ++block) {
+    const int first = cat_.BlockFirst(block), last = cat_.BlockLast(block);
+    if (first > last) continue;
+    if (CatalogueBlockOf(Formula(first)) != block || CatalogueBlockOf(Formula(last)) != block) return false;
+  }
   return true;
 }
 
@@ -195,7 +206,7 @@ bool WriteSpeciesRecord(SpeciesDb& db, int rec, const SpeciesRecord& record, std
     SpeciesCatalogue keep = db.cat_;
     if (!db.Map(error)) return false;
     db.cat_ = keep;
-    db.cat_usable_ = keep.Usable(db.count_);
+    db.cat_usable_ = keep.Usable(db.count_) && db.CatalogueMatches();
   }
   return true;
 }

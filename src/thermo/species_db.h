@@ -44,7 +44,8 @@ class SpeciesDb {
   int RecordCount() const { return count_; }
   bool writable() const { return writable_; }
   const SpeciesCatalogue& catalogue() const { return cat_; }
-  /// True when the catalogue matches the file and lookups may scan a single block.
+  /// True when the catalogue matches the file (complete, rising, within the file, and the first and
+  /// last record of every block belong to that block), so that lookups may scan a single block.
   bool catalogue_usable() const { return cat_usable_; }
 
   /// Formula field of record rec (1-based), trailing blanks removed; empty when out of range.
@@ -61,6 +62,7 @@ class SpeciesDb {
   friend bool WriteSpeciesRecord(SpeciesDb&, int, const SpeciesRecord&, std::string*);
   SpeciesDb() = default;
   bool Map(std::string* error);
+  bool CatalogueMatches() const;
   void Unmap();
 
   std::filesystem::path path_;

@@ -1,0 +1,216 @@
+#include "thermo/species_data.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+
+namespace zyl::thermo {
+namespace {
+
+SpeciesRange R(double t1, double t2, const char* phase, double h_cal, double s, double a, double b = 0,
+               double c = 0, double d = 0) {
+  SpeciesRange r;
+  r.t1 = t1;
+  r.t2 = t2;
+  r.h = h_cal;
+  r.s = s;
+  r.a = a;
+  r.b = b;
+  r.c = c;
+  r.d = d;
+  r.phase[0] = phase[0];
+  r.phase[1] = phase[1] ? phase[1] : 0;
+  return r;
+}
+
+// A solid with a transition, a liquid and a gas: jumps at 700, 1000 and 1500 K.
+SpeciesData ThreePhase() {
+  SpeciesData sp;
+  SetSpeciesName(sp, "MX");
+  sp.ranges = {R(298.15, 700, "s", -100000, 20, 12.5, 4.1, -2.3, 0.7),
+               R(700, 1000, "s", 500, 0.7142857, 14, 2.0, 0.0, 0),
+               R(1000, 1500, "l", 7000, 7.0, 21, 0, 0, 0),
+               R(1500, 3000, "g", 40000, 26.6666667, 9, 0.8, -1.1, 0.05)};
+  return sp;
+}
+
+// Cp integrated with Simpson's rule, range by range, with the jumps added at each T1.
+void Integrate(const SpeciesData& sp, double T, double& h, double& s) {
+  auto simpson = [](auto f, double a, double b) {
+    const int n = 2000;
+    const double step = (b - a) / n;
+    double sum = f(a) + f(b);
+    for (int i = 1; i < n; ++i) sum += f(a + i * step) * (i % 2 ? 4 : 2);
+    return sum * step / 3;
+  };
+  h = sp.ranges[0].h;
+  s = sp.ranges[0].s;
+  double lo = kT0;
+  for (size_t k = 0; k < sp.ranges.size(); ++k) {
+    const SpeciesRange& r = sp.ranges[k];
+    if (k > 0) {
+      if (T <= sp.ranges[k - 1].t2) break;
+      h += r.h;
+      s += r.s;
+      lo = r.t1;
+    }
+    const double hi = std::min(T, r.t2);
+    auto cp = [&](double t) { return r.a + r.b * 1e-3 * t + r.c * 1e5 / (t * t) + r.d * 1e-6 * t * t; };
+    h += simpson(cp, lo, hi);
+    s += simpson([&](double t) { return cp(t) / t; }, lo, hi);
+  }
+}
+
+TEST(CalcSpeciesAtT, AgreesWithNumericalIntegrationAcrossPhases) {
+  const SpeciesData sp = ThreePhase();
+  for (double T = 300; T <= 3000; T += 37.5) {
+    double h, s;
+    Integrate(sp, T, h, s);
+    SpeciesValues v = CalcSpeciesAtT(sp, T);
+    ASSERT_TRUE(v.ok);
+    EXPECT_NEAR(v.h, h, 1e-6 * std::abs(h)) << T;
+    EXPECT_NEAR(v.s, s, 1e-7 * std::abs(s)) << T;
+    EXPECT_DOUBLE_EQ(v.g, v.h - T * v.s);
+    EXPECT_EQ(v.extrapolated, Extrapolation::None);
+  }
+}
+
+TEST(CalcSpeciesAtT, CpIsTheSlopeOfHAndTOfS) {
+  const SpeciesData sp = ThreePhase();
+  for (double T : {400.0, 850.0, 1200.0, 2500.0}) {
+    const double dT = 1e-3;
+    const SpeciesValues lo = CalcSpeciesAtT(sp, T - dT), hi = CalcSpeciesAtT(sp, T + dT), v = CalcSpeciesAtT(sp, T);
+    EXPECT_NEAR((hi.h - lo.h) / (2 * dT), v.cp, 1e-4) << T;
+    EXPECT_NEAR(T * (hi.s - lo.s) / (2 * dT), v.cp, 1e-4) << T;
+  }
+}
+
+TEST(CalcSpeciesAtT, StoredValuesAt298AndLinearH) {
+  std::mt19937 rng(1);
+  std::uniform_real_distribution<double> u(-50, 50);
+  for (int i = 0; i < 100; ++i) {
+    SpeciesData sp;
+    sp.ranges = {R(100, 1000, "s", u(rng) * 1000, u(rng) + 60, u(rng), u(rng), u(rng), u(rng))};
+    SpeciesValues v = CalcSpeciesAtT(sp, 298.15);
+    EXPECT_EQ(v.h, sp.ranges[0].h);
+    EXPECT_EQ(v.s, sp.ranges[0].s);
+  }
+  SpeciesData lin;
+  lin.ranges = {R(298.15, 2000, "g", -1000, 30, 7.5)};
+  for (double T : {200.0, 500.0, 1999.0})
+    EXPECT_NEAR(CalcSpeciesAtT(lin, T).h, -1000 + 7.5 * (T - 298.15), 1e-9);
+}
+
+TEST(CalcSpeciesAtT, BoundaryBelongsToTheLowerRange) {
+  const SpeciesData sp = ThreePhase();
+  SpeciesData first_only = sp;
+  first_only.ranges.resize(1);
+  const SpeciesValues at = CalcSpeciesAtT(sp, 700), alone = CalcSpeciesAtT(first_only, 700);
+  EXPECT_EQ(at.h, alone.h);
+  EXPECT_EQ(at.s, alone.s);
+  EXPECT_EQ(at.cp, alone.cp);
+  // Just above: the jump of the second range is in.
+  EXPECT_NEAR(CalcSpeciesAtT(sp, 700.000001).h - at.h, 500, 1e-3);
+  EXPECT_NEAR(CalcSpeciesAtT(sp, 1000.000001).h - CalcSpeciesAtT(sp, 1000).h, 7000, 1e-3);
+}
+
+TEST(CalcSpeciesAtT, OutsideTheRangesUsesTheNearestRange) {
+  const SpeciesData sp = ThreePhase();
+  SpeciesValues below = CalcSpeciesAtT(sp, 250);
+  EXPECT_EQ(below.extrapolated, Extrapolation::Below);
+  EXPECT_DOUBLE_EQ(below.cp, RangeCp(sp.ranges[0], 250));
+  EXPECT_DOUBLE_EQ(below.h, sp.ranges[0].h + RangeDeltaH(sp.ranges[0], kT0, 250));
+  // Above the last range the last range's formulas run on to T.
+  SpeciesValues top = CalcSpeciesAtT(sp, 3000), above = CalcSpeciesAtT(sp, 3500);
+  EXPECT_EQ(above.extrapolated, Extrapolation::Above);
+  EXPECT_NEAR(above.h - top.h, RangeDeltaH(sp.ranges[3], 3000, 3500), 1e-6);
+  EXPECT_EQ(ExtrapolationNote(sp, above), "Extrapolated from 1500-3000 K");
+  EXPECT_EQ(ExtrapolationNote(sp, top), "");
+  EXPECT_FALSE(CalcSpeciesAtT(SpeciesData{}, 300).ok);
+}
+
+TEST(CalcSpeciesAtT, PowerFreeIntegralsMatchThePowerForms) {
+  std::mt19937 rng(9);
+  std::uniform_real_distribution<double> u(-30, 30), t(200, 3000);
+  for (int i = 0; i < 10000; ++i) {
+    const SpeciesRange r = R(0, 0, "s", 0, 0, u(rng), u(rng), u(rng), u(rng));
+    const double ta = t(rng), tb = t(rng);
+    const double h = r.a * (tb - ta) + r.b * std::pow(10.0, -3) * (std::pow(tb, 2.0) - std::pow(ta, 2.0)) / 2 -
+                     r.c * std::pow(10.0, 5) * (1 / tb - 1 / ta) +
+                     r.d * std::pow(10.0, -6) * (std::pow(tb, 3.0) - std::pow(ta, 3.0)) / 3;
+    const double s = r.a * std::log(tb / ta) + r.b * std::pow(10.0, -3) * (tb - ta) -
+                     r.c * std::pow(10.0, 5) * (std::pow(tb, -2.0) - std::pow(ta, -2.0)) / 2 +
+                     r.d * std::pow(10.0, -6) * (std::pow(tb, 2.0) - std::pow(ta, 2.0)) / 2;
+    const double scale_h = std::abs(r.a * tb) + std::abs(r.b) * tb * tb * 1e-3 + std::abs(r.c) * 1e5 / ta +
+                           std::abs(r.d) * 1e-6 * tb * tb * tb + 1;
+    ASSERT_NEAR(RangeDeltaH(r, ta, tb), h, 1e-13 * scale_h);
+    ASSERT_NEAR(RangeDeltaS(r, ta, tb), s, 1e-13 * (scale_h / ta + 1));
+  }
+}
+
+class CrissCobbleTest : public ::testing::Test {
+ protected:
+  void TearDown() override { SetCrissCobble(false); }
+  static SpeciesData Ion(const char* name, double s298, const char* phase = "a") {
+    SpeciesData sp;
+    SetSpeciesName(sp, name);
+    sp.ranges = {R(298.15, 573.15, phase, -50000, s298, 0)};
+    return sp;
+  }
+};
+
+TEST_F(CrissCobbleTest, ClassesOfIons) {
+  EXPECT_EQ(ClassifyIon("Na(+a)"), IonKind::Cation);
+  EXPECT_EQ(ClassifyIon("Cl(-a)"), IonKind::SimpleAnion);
+  EXPECT_EQ(ClassifyIon("OH(-a)"), IonKind::SimpleAnion);
+  EXPECT_EQ(ClassifyIon("SO4(-2a)"), IonKind::OxyAnion);
+  EXPECT_EQ(ClassifyIon("HCO3(-a)"), IonKind::AcidOxyAnion);
+  EXPECT_EQ(ClassifyIon("H(+a)"), IonKind::None);
+  EXPECT_EQ(ClassifyIon("NaCl(a)"), IonKind::None);
+}
+
+TEST_F(CrissCobbleTest, OnlyAqueousIonsAboveRoomTemperatureWithTheFlag) {
+  const SpeciesData na = Ion("Na(+a)", 14.4);
+  const SpeciesValues off = CalcSpeciesAtT(na, 373.15);
+  EXPECT_EQ(off.extrapolated, Extrapolation::None);
+  EXPECT_EQ(off.cp, 0);
+  SetCrissCobble(true);
+  EXPECT_TRUE(CrissCobble());
+  const SpeciesValues on = CalcSpeciesAtT(na, 373.15);
+  EXPECT_EQ(on.extrapolated, Extrapolation::CrissCobble);
+  EXPECT_EQ(ExtrapolationNote(na, on).rfind("Extrapolated from", 0), 0u);
+  // Na+ has a small positive heat capacity near 25-100 C (about 9-11 cal/(mol K) measured).
+  EXPECT_GT(on.cp, 5);
+  EXPECT_LT(on.cp, 15);
+  // Cl- has a large negative one (about -30 cal/(mol K) at 25 C).
+  const SpeciesValues cl = CalcSpeciesAtT(Ion("Cl(-a)", 13.5), 373.15);
+  EXPECT_LT(cl.cp, -15);
+  EXPECT_GT(cl.cp, -45);
+  // Mean heat capacity: H and S follow from it in closed form.
+  EXPECT_NEAR(on.h, -50000 + on.cp * 75, 1e-9);
+  EXPECT_NEAR(on.s, 14.4 + on.cp * std::log(373.15 / 298.15), 1e-12);
+  EXPECT_DOUBLE_EQ(on.g, on.h - 373.15 * on.s);
+  // Not applied: at or below 298.15 K, to neutral or non-aqueous species, to H+.
+  EXPECT_EQ(CalcSpeciesAtT(na, 298.15).extrapolated, Extrapolation::None);
+  EXPECT_EQ(CalcSpeciesAtT(Ion("NaCl(a)", 28), 373.15).extrapolated, Extrapolation::None);
+  EXPECT_EQ(CalcSpeciesAtT(Ion("Na(+g)", 14.4, "g"), 373.15).extrapolated, Extrapolation::None);
+  EXPECT_EQ(CalcSpeciesAtT(Ion("H(+a)", 0), 373.15).cp, 0);
+  EXPECT_EQ(CalcSpeciesAtT(Ion("Na+", 14.4, "ia"), 373.15).extrapolated, Extrapolation::CrissCobble);
+}
+
+TEST_F(CrissCobbleTest, ContinuousInTemperature) {
+  SetCrissCobble(true);
+  for (const char* name : {"Na(+a)", "Cl(-a)", "SO4(-2a)", "HCO3(-a)"}) {
+    const SpeciesData sp = Ion(name, 10);
+    double prev = CalcSpeciesAtT(sp, 300).cp;
+    for (double T = 301; T < 520; T += 1) {
+      const double cp = CalcSpeciesAtT(sp, T).cp;
+      ASSERT_LT(std::abs(cp - prev), 1.0) << name << " " << T;
+      prev = cp;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace zyl::thermo
