@@ -11,7 +11,7 @@ namespace zyl::platform::window {
 namespace {
 const QColor kCurve(0x1f, 0x5f, 0xa8);
 const QColor kGrid(0xdd, 0xdd, 0xdd);
-const QColor kMarker(0xc0, 0x50, 0x20);
+const QColor kMarker(0xc0, 0x50, 0x20, 0x90);
 constexpr int kMaxMarkedPoints = 40;  ///< draw point markers only on short curves
 
 QString TickText(double v, double step) {
@@ -151,7 +151,7 @@ void XYPlot::Paint(QPainter& p, const QRect& area) const {
   p.save();
   p.translate(area.left() + 2, r.center().y());
   p.rotate(-90);
-  p.drawText(QRectF(-r.height() / 2, 0, r.height(), fm.height() + 2), Qt::AlignCenter, ytitle_);
+  p.drawText(QRectF(-r.height() / 2, 0, r.height(), fm.height() + 6), Qt::AlignCenter, ytitle_);
   p.restore();
 
   // Transition markers, the curve, then its points when there are few.
@@ -181,7 +181,7 @@ void XYPlot::Paint(QPainter& p, const QRect& area) const {
   if (hover_ >= 0 && hover_ < points_.size() && std::isfinite(points_[hover_].y())) {
     const QPointF pt = points_[hover_];
     const QPointF q(X(pt.x()), Y(pt.y()));
-    p.setPen(QPen(kMarker, 1));
+    p.setPen(QPen(kCurve, 1.5));
     p.setBrush(Qt::white);
     p.drawEllipse(q, 4, 4);
     const QString label = QString("%1,  %2").arg(QString::number(pt.x(), 'f', 2), QString::number(pt.y(), 'g', 6));

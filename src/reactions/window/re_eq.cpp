@@ -179,7 +179,7 @@ ReEq::ReEq(QWidget* parent) : QWidget(parent) {
 
   LoadSpeciesNames();
   FilterSpecies(QString());
-  resize(900, 430);
+  resize(900, 400);
 }
 
 QString ReEq::Equation() const { return MhEqu->currentText(); }

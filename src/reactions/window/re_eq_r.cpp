@@ -9,6 +9,8 @@
 #include <QShortcut>
 #include <QSplitter>
 #include <QTableView>
+#include <QHeaderView>
+#include <QScrollBar>
 #include <QToolBar>
 #include <QVBoxLayout>
 #include <cmath>
@@ -34,6 +36,9 @@ constexpr int kColumns = 7;  ///< A..G
 const char* const kHeaders[kColumns] = {"T", "ΔH", "ΔS", "ΔG", "K", "log K", "POTENTIAL E"};
 constexpr double kWidths[kColumns] = {11, 13, 13, 13, 14, 10, 13};
 constexpr char kHelpChapter[] = "10 Reaction Equations";
+constexpr double kKFixedMin = 0.001;
+constexpr double kKFixedMax = 1e9;
+constexpr std::string_view kKScientificFormat = "0.0000E+00 ";
 constexpr char kSaveFilter[] =
     "Reaction results (*.REA);;Excel workbook (*.xlsx);;Excel workbook, old name (*.xls);;CSV text (*.csv)";
 
@@ -190,6 +195,9 @@ void ReEqR::Show(const ReactionTable& table) {
   for (const ReactionRow& r : table.rows) {
     for (const ColumnInfo& info : table.Columns())
       if (auto v = table.Cell(r, info.column)) s.SetNumber(row, TemplateColumn(info.column), *v);
+    // K spans hundreds of decades: outside 0.001 .. 1e9 it is shown in scientific notation so that it keeps its digits.
+    if (r.K != 0 && (r.K < kKFixedMin || r.K >= kKFixedMax))
+      s.SetNumberFormat(row, TemplateColumn(Column::K), row, TemplateColumn(Column::K), kKScientificFormat);
     if (r.transition) s.ModifyStyle(row, 0, row, kColumns - 1, [](platform::CellStyle& st) { st.italic = true; });
     ++row;
   }
@@ -204,6 +212,12 @@ void ReEqR::Show(const ReactionTable& table) {
   book_->SetAutoRecalc(true);
   grid_->Refresh();
 
+  // The equation reads across the empty title cells; the grid gets the width of its columns.
+  grid_->View()->setSpan(0, 1, 1, kColumns - 1);
+  int width = grid_->View()->verticalHeader()->sizeHint().width() + grid_->View()->verticalScrollBar()->sizeHint().width() + 4;
+  for (int c = 0; c < kColumns; ++c)
+    if (!grid_->View()->isColumnHidden(c)) width += grid_->View()->columnWidth(c);
+  if (auto* split = qobject_cast<QSplitter*>(grid_->parentWidget())) split->setSizes({width, std::max(300, this->width() - width)});
   setWindowTitle(ToQ(kResultsCaptionPrefix) + ToQ(table.equation));
   QString summary = tr("<b>%1</b> &nbsp; %2 rows from %3 to %4 %5")
                         .arg(ToQ(table.equation).toHtmlEscaped())
