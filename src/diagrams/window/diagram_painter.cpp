@@ -1,0 +1,279 @@
+#include "diagrams/window/diagram_painter.h"
+
+#include <QFileInfo>
+#include <QFontMetricsF>
+#include <QGuiApplication>
+#include <QPageSize>
+#include <QPainter>
+#include <QPdfWriter>
+#include <QSvgGenerator>
+#include <cmath>
+
+namespace zyl::diagrams {
+
+namespace {
+
+// Layout, in thousandths of the smaller side of the target.
+constexpr double kMarginLeft = 125, kMarginRight = 45, kMarginTop = 120, kMarginBottom = 105;
+constexpr double kTitleSize = 34, kSubtitleSize = 25, kAxisTitleSize = 27, kTickSize = 22, kLabelSize = 27;
+constexpr double kBorderWidth = 3.2, kFrameWidth = 1.6, kGridWidth = 0.8, kTickLength = 10;
+constexpr double kFontBase = 100;  // outlines are made at this pixel size and scaled
+
+QString Q(const std::string& s) { return QString::fromStdString(s); }
+
+QFont BaseFont(bool bold) {
+  QFont f(QStringLiteral("DejaVu Sans"));
+  f.setStyleHint(QFont::SansSerif);
+  f.setPixelSize(static_cast<int>(kFontBase));
+  f.setBold(bold);
+  return f;
+}
+
+QString TickText(double v, double step) {
+  int decimals = step >= 1 ? 0 : static_cast<int>(std::ceil(-std::log10(step) - 1e-9));
+  QString s = QString::number(v, 'f', decimals);
+  if (s.startsWith('-')) s.replace(0, 1, QChar(0x2212));
+  return s;
+}
+
+void FillPath(QPainter& p, const QPainterPath& path, const QColor& color) {
+  p.fillPath(path, color);
+}
+
+}  // namespace
+
+QColor ToQColor(const Rgb& c) { return QColor(c.r, c.g, c.b); }
+
+PlotFrame LayoutPlot(const QRectF& target, const DiagramPicture& pic) {
+  PlotFrame f;
+  f.target = target;
+  f.unit = std::min(target.width(), target.height()) / 1000.0;
+  double u = f.unit;
+  f.plot = target.adjusted(kMarginLeft * u, kMarginTop * u, -kMarginRight * u, -kMarginBottom * u);
+  f.xmin = pic.x.min, f.xmax = pic.x.max, f.ymin = pic.y.min, f.ymax = pic.y.max;
+  if (f.xmax == f.xmin) f.xmax = f.xmin + 1;
+  if (f.ymax == f.ymin) f.ymax = f.ymin + 1;
+  return f;
+}
+
+QPainterPath FormulaPath(const QString& text, double pixel_size, bool bold, bool subscripts) {
+  static const QFont regular = BaseFont(false), heavy = BaseFont(true);
+  const QFont& font = bold ? heavy : regular;
+  QFont small = font;
+  small.setPixelSize(static_cast<int>(kFontBase * 0.7));
+  QFontMetricsF fm(font), fms(small);
+  QPainterPath path;
+  double x = 0;
+  QString run;
+  bool run_sub = false;
+  auto flush = [&] {
+    if (run.isEmpty()) return;
+    if (run_sub) {
+      path.addText(x, kFontBase * 0.22, small, run);
+      x += fms.horizontalAdvance(run);
+    } else {
+      path.addText(x, 0, font, run);
+      x += fm.horizontalAdvance(run);
+    }
+    run.clear();
+  };
+  QChar prev;
+  for (int i = 0; i < text.size(); ++i) {
+    QChar c = text[i];
+    bool sub = false;
+    if (subscripts && (c.isDigit() || (c == '.' && run_sub && i + 1 < text.size() && text[i + 1].isDigit())))
+      sub = prev.isLetter() || prev == ')' || (run_sub && (prev.isDigit() || prev == '.'));
+    if (c == '*') c = QChar(0x00B7);
+    if (c == '-' && i + 1 < text.size() && text[i + 1].isDigit() && (i == 0 || text[i - 1] == ' '))
+      c = QChar(0x2212);
+    if (sub != run_sub) flush();
+    run_sub = sub;
+    run += c;
+    prev = text[i];
+  }
+  flush();
+  QTransform scale = QTransform::fromScale(pixel_size / kFontBase, pixel_size / kFontBase);
+  return scale.map(path);
+}
+
+void PaintDiagram(QPainter& p, const QRectF& target, const DiagramPicture& pic, const PaintOptions& o) {
+  const PlotFrame f = LayoutPlot(target, pic);
+  const double u = f.unit;
+  const QColor text = ToQColor(pic.palette.At(kColorText));
+  const QColor frame = ToQColor(pic.palette.At(kColorFrame));
+  const QColor background = ToQColor(pic.palette.At(kColorBackground));
+  QColor grid = ToQColor(pic.palette.At(kColorGrid));
+  grid.setAlpha(150);
+  const std::vector<double> xt = Ticks(f.xmin, f.xmax), yt = Ticks(f.ymin, f.ymax);
+
+  p.save();
+  p.setRenderHint(QPainter::Antialiasing, false);
+  p.fillRect(target, background);
+
+  p.save();
+  p.setClipRect(f.plot);
+  if (!o.frame_only && pic.fill_areas) {
+    // One path per colour keeps vector files small; neighbours overlap a little so that vector
+    // viewers show no seams between cells.
+    std::vector<QPainterPath> areas(pic.palette.colors.size());
+    const double pad = 0.3 * u;
+    for (const PictureFill& c : pic.fills) {
+      int k = c.species + kSpeciesColorOffset;
+      if (k < 0 || k >= static_cast<int>(areas.size())) continue;
+      areas[k].addRect(QRectF(f.Map(c.x1, c.y2), f.Map(c.x2, c.y1)).normalized().adjusted(-pad, -pad, pad, pad));
+    }
+    for (size_t k = 0; k < areas.size(); ++k) {
+      if (areas[k].isEmpty()) continue;
+      areas[k].setFillRule(Qt::WindingFill);
+      p.fillPath(areas[k], ToQColor(pic.palette.colors[k]));
+    }
+  }
+  p.setRenderHint(QPainter::Antialiasing, true);
+  p.setPen(QPen(grid, kGridWidth * u, Qt::DotLine));
+  for (double x : xt) p.drawLine(f.Map(x, f.ymin), f.Map(x, f.ymax));
+  for (double y : yt) p.drawLine(f.Map(f.xmin, y), f.Map(f.xmax, y));
+  if (!o.frame_only) {
+    QPainterPath border;
+    QPointF end(std::nan(""), 0);
+    for (const Segment& s : pic.lines) {
+      QPointF a = f.Map(s.x1, s.y1), b = f.Map(s.x2, s.y2);
+      if (a != end) border.moveTo(a);
+      border.lineTo(b);
+      end = b;
+    }
+    p.strokePath(border, QPen(ToQColor(pic.palette.At(kColorBorder)), kBorderWidth * u, Qt::SolidLine,
+                              Qt::RoundCap, Qt::RoundJoin));
+    // Final cells as boxes, at least a pixel each so that the border stays closed.
+    QPainterPath boxes;
+    for (const PictureFill& b : pic.boxes) {
+      QRectF r = QRectF(f.Map(b.x1, b.y2), f.Map(b.x2, b.y1)).normalized();
+      boxes.addRect(r.adjusted(0, 0, std::max(0.0, u - r.width()), std::max(0.0, u - r.height())));
+    }
+    boxes.setFillRule(Qt::WindingFill);
+    if (!boxes.isEmpty()) p.fillPath(boxes, ToQColor(pic.palette.At(kColorBorder)));
+  }
+  p.restore();
+
+  p.setRenderHint(QPainter::Antialiasing, true);
+  p.setPen(QPen(frame, kFrameWidth * u, Qt::SolidLine, Qt::SquareCap, Qt::MiterJoin));
+  p.setBrush(Qt::NoBrush);
+  p.drawRect(f.plot);
+
+  // Ticks outward, their values beside them.
+  const double xstep = TickStep(f.xmax - f.xmin), ystep = TickStep(f.ymax - f.ymin);
+  const double tick = kTickLength * u;
+  for (double x : xt) {
+    QPointF a = f.Map(x, f.ymin);
+    p.drawLine(a, a + QPointF(0, tick));
+    QPainterPath t = FormulaPath(TickText(x, xstep), kTickSize * u, false, false);
+    QRectF b = t.boundingRect();
+    FillPath(p, t.translated(a.x() - b.center().x(), a.y() + tick + 6 * u - b.top()), text);
+  }
+  for (double y : yt) {
+    QPointF a = f.Map(f.xmin, y);
+    p.drawLine(a, a - QPointF(tick, 0));
+    QPainterPath t = FormulaPath(TickText(y, ystep), kTickSize * u, false, false);
+    QRectF b = t.boundingRect();
+    FillPath(p, t.translated(a.x() - tick - 6 * u - b.right(), a.y() - b.center().y()), text);
+  }
+
+  // Axis titles.
+  {
+    QPainterPath t = FormulaPath(Q(pic.x.title), kAxisTitleSize * u);
+    QRectF b = t.boundingRect();
+    FillPath(p, t.translated(f.plot.center().x() - b.center().x(), target.bottom() - 22 * u - b.bottom()), text);
+    QPainterPath ty = FormulaPath(Q(pic.y.title), kAxisTitleSize * u);
+    QRectF by = ty.boundingRect();
+    p.save();
+    p.translate(target.left() + 24 * u - by.top(), f.plot.center().y());
+    p.rotate(-90);
+    FillPath(p, ty.translated(-by.center().x(), 0), text);
+    p.restore();
+  }
+
+  // Area labels with a light halo, kept inside the plot.
+  if (!o.frame_only) {
+    QColor halo = background;
+    halo.setAlpha(210);
+    for (const PictureLabel& l : pic.labels) {
+      QPainterPath t = FormulaPath(Q(l.text), kLabelSize * u, true);
+      QRectF b = t.boundingRect();
+      QPointF c = f.Map(l.x, l.y);
+      double pad = 5 * u;
+      double dx = std::clamp(c.x() - b.center().x(), f.plot.left() + pad - b.left(), f.plot.right() - pad - b.right());
+      double dy = std::clamp(c.y() - b.center().y(), f.plot.top() + pad - b.top(), f.plot.bottom() - pad - b.bottom());
+      QPainterPath placed = t.translated(dx, dy);
+      p.strokePath(placed, QPen(halo, 6 * u, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+      FillPath(p, placed, text);
+    }
+  }
+
+  // Title and the constant under it.
+  {
+    QPainterPath t = FormulaPath(Q(pic.title), kTitleSize * u, true, false);
+    QRectF b = t.boundingRect();
+    FillPath(p, t.translated(f.plot.center().x() - b.center().x(), target.top() + 55 * u), text);
+    QPainterPath s = FormulaPath(Q(pic.subtitle), kSubtitleSize * u);
+    QRectF bs = s.boundingRect();
+    FillPath(p, s.translated(f.plot.center().x() - bs.center().x(), target.top() + 95 * u), text);
+  }
+  p.restore();
+}
+
+QImage RenderImage(const DiagramPicture& pic, QSize size) {
+  QImage img(size, QImage::Format_ARGB32_Premultiplied);
+  img.fill(ToQColor(pic.palette.At(kColorBackground)));
+  QPainter p(&img);
+  PaintDiagram(p, QRectF(0, 0, size.width(), size.height()), pic);
+  p.end();
+  return img;
+}
+
+bool RenderToFile(const DiagramPicture& pic, const QString& path, QSize size, QString* error) {
+  auto fail = [&](const QString& msg) {
+    if (error) *error = msg;
+    return false;
+  };
+  if (size.width() < 50 || size.height() < 50) return fail(QStringLiteral("The picture size is too small."));
+  const QString suffix = QFileInfo(path).suffix().toLower();
+  const QRectF area(0, 0, size.width(), size.height());
+  if (suffix == "png" || suffix == "jpg" || suffix == "jpeg" || suffix == "bmp") {
+    QImage img = RenderImage(pic, size);
+    if (suffix != "png") img = img.convertToFormat(QImage::Format_RGB32);
+    if (!img.save(path)) return fail(QStringLiteral("Can not write %1").arg(path));
+    return true;
+  }
+  if (suffix == "svg") {
+    QSvgGenerator gen;
+    gen.setFileName(path);
+    gen.setSize(size);
+    gen.setViewBox(area);
+    gen.setTitle(Q(pic.title));
+    gen.setDescription(Q(pic.subtitle));
+    QPainter p;
+    if (!p.begin(&gen)) return fail(QStringLiteral("Can not write %1").arg(path));
+    PaintDiagram(p, area, pic);
+    p.end();
+    if (!QFileInfo::exists(path)) return fail(QStringLiteral("Can not write %1").arg(path));
+    return true;
+  }
+  if (suffix == "pdf") {
+    QPdfWriter writer(path);
+    writer.setPageSize(QPageSize(QSizeF(size.width() * 0.75, size.height() * 0.75), QPageSize::Point, QString(),
+                                 QPageSize::ExactMatch));
+    writer.setPageMargins(QMarginsF(0, 0, 0, 0));
+    writer.setResolution(300);
+    writer.setTitle(Q(pic.title));
+    writer.setCreator(QStringLiteral("ZYL"));
+    QPainter p;
+    if (!p.begin(&writer)) return fail(QStringLiteral("Can not write %1").arg(path));
+    p.setWindow(area.toRect());
+    p.setViewport(0, 0, writer.width(), writer.height());
+    PaintDiagram(p, area, pic);
+    p.end();
+    return true;
+  }
+  return fail(QStringLiteral("Unknown picture format: %1 (use .png, .svg or .pdf)").arg(path));
+}
+
+}  // namespace zyl::diagrams
