@@ -14,6 +14,7 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
+#include "diagrams/window/predom_window.h"
 #include "platform/window/help.h"
 #include "platform/window/link.h"
 #include "platform/window/qt_messages.h"
@@ -256,7 +257,11 @@ void MainMenu::StartMW() {
 
 void MainMenu::StartEpH() { OpenNotBuilt("StartEpH"); }
 void MainMenu::StartZYLG() { OpenNotBuilt("StartZYLG"); }
-void MainMenu::StartTPP() { OpenNotBuilt("StartTPP"); }
+void MainMenu::StartTPP() {
+  auto* w = new diagrams::Predom;
+  connect(w, &diagrams::Predom::helpRequested, this, [](const QString& chapter) { platform::window::ShowHelpChapter(chapter); });
+  OpenModule(w);
+}
 void MainMenu::StartLPP() { OpenNotBuilt("StartLPP"); }
 void MainMenu::StartMiner() { OpenNotBuilt("StartMiner"); }
 void MainMenu::StartConver() { OpenNotBuilt("StartConver"); }

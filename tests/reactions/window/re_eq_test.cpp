@@ -6,6 +6,7 @@
 #include <QCheckBox>
 #include <QClipboard>
 #include <QComboBox>
+#include <QFile>
 #include <QItemSelectionModel>
 #include <QLineEdit>
 #include <QPrinterInfo>
@@ -17,6 +18,7 @@
 #include "platform/window/xy_plot.h"
 #include "reactions/test_db.h"
 #include "reactions/window/re_eq_r.h"
+#include "shell/program_state.h"
 #include "thermo/lookup.h"
 
 namespace zyl::reactions::window {
@@ -186,6 +188,49 @@ TEST_F(ReactionWindow, PlotFollowsTheChosenQuantityAndSpeciesSearchFindsNames) {
   EXPECT_TRUE(found.contains("CO2(g)"));
   EXPECT_FALSE(found.contains("H2(g)"));
   EXPECT_EQ(form.SearchSpecies("").size(), int(testing::TestRecords().size()) - 1) << "Al has two ranges";
+}
+
+TEST_F(ReactionWindow, ShippedTemplateCustomTemplatesAndSavedSheets) {
+  namespace fs = std::filesystem;
+  platform::Workbook shipped;
+  ASSERT_EQ(shipped.Load(fs::path(ZYL_SOURCE_DATA_DIR) / "Reaction" / "Results.ORE"), "");
+  const platform::Workbook built = BuildResultsTemplate();
+  ASSERT_GE(shipped.FindSheet(kResultsSheet), 0);
+  const platform::Sheet& a = shipped.sheet(shipped.FindSheet(kResultsSheet));
+  for (int c = 0; c < 7; ++c) {
+    EXPECT_EQ(a.DisplayText(kHeaderRow, c), built.sheet(0).DisplayText(kHeaderRow, c)) << c;
+    EXPECT_TRUE(a.Style(kHeaderRow, c).bold) << c;
+  }
+  EXPECT_EQ(a.DisplayText(kUnitRow, TemplateColumn(Column::E)), "E vs. SHE");
+
+  // A user's own template: its header texts show in the results.
+  zyl::testing::TempDir tmp;
+  fs::create_directories(tmp.Path() / "Reaction");
+  shipped.sheet(0).SetText(kHeaderRow, 0, "Temperature");
+  ASSERT_EQ(shipped.Save(tmp.Path() / "Reaction" / "Results.ORE"), "");
+  const fs::path before = shell::ZYL5main().data_dir;
+  shell::ZYL5main().data_dir = tmp.Path();
+  ReEqR* r = Calculate("C+O2(g)=CO2(g)", "25", "125", "50");
+  shell::ZYL5main().data_dir = before;
+  ASSERT_NE(r, nullptr);
+  EXPECT_EQ(SheetOf(r).DisplayText(kHeaderRow, 0), "Temperature");
+
+  // Saved as REA and reopened: same cells and formats. CSV for other programs.
+  const QString rea = QString::fromStdString((tmp.Path() / "co2.REA").string());
+  ASSERT_TRUE(r->SaveTo(rea)) << messages.Last();
+  platform::Workbook back;
+  ASSERT_EQ(back.Load(rea.toStdString()), "");
+  const platform::Sheet& b = back.sheet(back.ActiveSheet());
+  for (int row : {kHeaderRow, kUnitRow, kFirstDataRow, kFirstDataRow + 2})
+    for (int c = 0; c < 6; ++c) EXPECT_EQ(b.DisplayText(row, c), SheetOf(r).DisplayText(row, c)) << row << "," << c;
+  EXPECT_TRUE(b.ColumnHidden(TemplateColumn(Column::E)));
+  const QString csv = QString::fromStdString((tmp.Path() / "co2.csv").string());
+  ASSERT_TRUE(r->SaveTo(csv)) << messages.Last();
+  QFile f(csv);
+  ASSERT_TRUE(f.open(QIODevice::ReadOnly));
+  EXPECT_TRUE(f.readAll().contains("125.000"));
+  EXPECT_FALSE(r->SaveTo(QString::fromStdString((tmp.Path() / "no" / "such" / "x.REA").string())));
+  EXPECT_FALSE(messages.Last().empty());
 }
 
 }  // namespace
