@@ -8,13 +8,16 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <QFileInfo>
 #include <QListWidget>
+#include <QMenu>
 #include <QPushButton>
 #include <QSet>
 #include <QSettings>
 #include <QShortcut>
 #include <QVBoxLayout>
 
+#include "platform/window/dialogs.h"
 #include "platform/window/help.h"
 #include "platform/window/qt_messages.h"
 #include "reactions/window/re_eq_r.h"
@@ -100,6 +103,19 @@ ReEq::ReEq(QWidget* parent) : QWidget(parent) {
   CalcBut->setToolTip(tr("Calculate the table and open the results (Enter)"));
   auto* help = new QPushButton(tr("Help"), this);
   auto* close = new QPushButton(tr("Close"), this);
+  // Saved results, the recent ones first.
+  auto* open = new QPushButton(tr("&Open Results"), this);
+  open->setObjectName("ButOpen");
+  auto* recent = new QMenu(open);
+  connect(recent, &QMenu::aboutToShow, this, [this, recent] {
+    recent->clear();
+    for (const QString& f : platform::window::RecentFiles("reaction-results"))
+      recent->addAction(QFileInfo(f).fileName(), this, [this, f] { ReEqR::OpenResults(this, f); })->setToolTip(f);
+    if (!recent->isEmpty()) recent->addSeparator();
+    recent->addAction(tr("Browse…"), QKeySequence::Open, this, [this] { ReEqR::OpenResults(this); });
+  });
+  open->setMenu(recent);
+  new QShortcut(QKeySequence::Open, this, [this] { ReEqR::OpenResults(this); });
 
   auto* range = new QGroupBox(tr("Temperature range"), this);
   auto* rl = new QGridLayout(range);
@@ -153,6 +169,7 @@ ReEq::ReEq(QWidget* parent) : QWidget(parent) {
   left->addWidget(hint);
   left->addStretch(1);
   auto* buttons = new QHBoxLayout;
+  buttons->addWidget(open);
   buttons->addStretch(1);
   buttons->addWidget(CalcBut);
   buttons->addWidget(help);

@@ -176,14 +176,33 @@ void ReEqR::InitSheetR(const ReactionTable& table) {
   s.SetColumnHidden(TemplateColumn(Column::LogK), !table.show_log_k);
   s.SetColumnHidden(TemplateColumn(Column::E), !table.has_potential);
 
-  // The grid is rebuilt on the new workbook (it listens to the one it was made for).
-  auto* split = grid_->parentWidget();
+  AttachGrid(std::move(fresh));
+}
+
+void ReEqR::AttachGrid(std::unique_ptr<platform::Workbook> book) {
+  // The grid is rebuilt on the new workbook (it listens to the one it was made for, so it goes first).
+  auto* split = static_cast<QSplitter*>(grid_->parentWidget());
   delete grid_;
-  grid_ = nullptr;
-  book_ = std::move(fresh);
+  book_ = std::move(book);
   grid_ = new platform::window::Grid(book_.get(), split);
   grid_->SetProtectionMessage(tr("The results are calculated: change the reaction window's input and calculate again."));
-  static_cast<QSplitter*>(split)->insertWidget(0, grid_);
+  const shell::FontSetting& f = shell::ZYL5main().settings.table_font;
+  if (!f.name.empty()) {
+    QFont font(ToQ(f.name), f.size > 0 ? f.size : 9);
+    font.setBold(f.bold != 0);
+    font.setItalic(f.italic != 0);
+    grid_->SetGridFont(font);
+  }
+  split->insertWidget(0, grid_);
+}
+
+void ReEqR::FitGrid() {
+  // The equation reads across the empty title cells; the grid gets the width of its columns.
+  grid_->View()->setSpan(0, 1, 1, kColumns - 1);
+  int width = grid_->View()->verticalHeader()->sizeHint().width() + grid_->View()->verticalScrollBar()->sizeHint().width() + 4;
+  for (int c = 0; c < kColumns; ++c)
+    if (!grid_->View()->isColumnHidden(c)) width += grid_->View()->columnWidth(c);
+  if (auto* split = qobject_cast<QSplitter*>(grid_->parentWidget())) split->setSizes({width, std::max(300, this->width() - width)});
 }
 
 void ReEqR::Show(const ReactionTable& table) {
@@ -212,12 +231,7 @@ void ReEqR::Show(const ReactionTable& table) {
   book_->SetAutoRecalc(true);
   grid_->Refresh();
 
-  // The equation reads across the empty title cells; the grid gets the width of its columns.
-  grid_->View()->setSpan(0, 1, 1, kColumns - 1);
-  int width = grid_->View()->verticalHeader()->sizeHint().width() + grid_->View()->verticalScrollBar()->sizeHint().width() + 4;
-  for (int c = 0; c < kColumns; ++c)
-    if (!grid_->View()->isColumnHidden(c)) width += grid_->View()->columnWidth(c);
-  if (auto* split = qobject_cast<QSplitter*>(grid_->parentWidget())) split->setSizes({width, std::max(300, this->width() - width)});
+  FitGrid();
   setWindowTitle(ToQ(kResultsCaptionPrefix) + ToQ(table.equation));
   QString summary = tr("<b>%1</b> &nbsp; %2 rows from %3 to %4 %5")
                         .arg(ToQ(table.equation).toHtmlEscaped())
@@ -240,17 +254,20 @@ void ReEqR::UpdatePlot() {
   const Column col = QuantityColumn(name);
   QVector<QPointF> pts;
   QVector<double> markers;
-  for (const ReactionRow& r : table_.rows) {
-    const double x = FromKelvin(r.T, table_.temp_unit);
-    const auto y = col == Column::LogK ? r.LogK : table_.Cell(r, col);
-    pts << QPointF(x, y ? *y : std::nan(""));
-    if (r.transition) markers << x;
+  // Read from the sheet, so that an opened file plots the same way as a fresh calculation.
+  const platform::Sheet& s = book_->sheet(book_->ActiveSheet());
+  const int yc = TemplateColumn(col);
+  for (int row = kFirstDataRow; row <= s.LastRow(); ++row) {
+    const auto x = s.Number(row, 0);
+    if (!x || !s.Value(row, 0).is_number()) break;
+    const auto y = s.Value(row, yc).is_number() ? s.Number(row, yc) : std::nullopt;
+    pts << QPointF(*x, y ? *y : std::nan(""));
+    if (s.Style(row, 0).italic) markers << *x;
   }
-  const QString tu = table_.temp_unit == TempUnit::Celsius ? "°C" : "K";
+  const QString tu = ToQ(s.DisplayText(kUnitRow, 0));
   QString yunit;
-  if (col == Column::DeltaH || col == Column::DeltaG) yunit = ToQ(UnitText(table_.energy_unit));
-  if (col == Column::DeltaS) yunit = ToQ(EntropyUnitText(table_.energy_unit));
-  plot_->SetTitle(ToQ(table_.equation));
+  if (col == Column::DeltaH || col == Column::DeltaG || col == Column::DeltaS) yunit = ToQ(s.DisplayText(kUnitRow, yc));
+  plot_->SetTitle(ToQ(s.DisplayText(0, 1)));
   plot_->SetAxisTitles("T / " + tu, yunit.isEmpty() ? name : name + " / " + yunit);
   plot_->SetData(pts);
   plot_->SetMarkers(markers);
@@ -287,6 +304,43 @@ void ReEqR::SaveAs() {
 void ReEqR::PrintSheet() { grid_->Print(ToQ(kNoPrinter)); }
 
 void ReEqR::CopyRange() { grid_->CopySelection(); }
+
+bool ReEqR::OpenFile(const QString& path) {
+  auto fresh = std::make_unique<platform::Workbook>();
+  const std::string error = fresh->Load(FromQ(path));
+  if (!error.empty()) {
+    AppMessages().Show(error, platform::kDefaultTitle, platform::Icon::Warning);
+    return false;
+  }
+  AttachGrid(std::move(fresh));
+  table_ = ReactionTable{};
+  table_.equation = book_->sheet(book_->ActiveSheet()).DisplayText(0, 1);
+  FitGrid();
+  setWindowTitle(ToQ(kResultsCaptionPrefix) + ToQ(table_.equation));
+  summary_->setText(tr("<b>%1</b> &nbsp; from %2").arg(ToQ(table_.equation).toHtmlEscaped(), path.toHtmlEscaped()));
+  UpdatePlot();
+  platform::window::AddRecentFile("reaction-results", path);
+  return true;
+}
+
+ReEqR* ReEqR::OpenResults(QWidget* parent, const QString& given) {
+  QString path = given;
+  if (path.isEmpty()) {
+    const QString dir =
+        platform::window::LastFolder("reaction-results", QString::fromStdString(shell::ZYL5main().work_dir.string()));
+    path = AppDialogs().OpenFile(parent, tr("Open Results"), dir, "Reaction results (*.REA *.xlsx *.xls);;All files (*)");
+    if (path.isEmpty()) return nullptr;
+  }
+  auto* r = new ReEqR;
+  r->setAttribute(Qt::WA_DeleteOnClose);
+  r->setAttribute(Qt::WA_QuitOnClose, false);
+  if (!r->OpenFile(path)) {
+    delete r;
+    return nullptr;
+  }
+  r->show();
+  return r;
+}
 
 void ReEqR::SavePicture() {
   const QString dir = platform::window::LastFolder("pictures", QString::fromStdString(shell::ZYL5main().work_dir.string()));

@@ -53,6 +53,11 @@ class ReEqR : public QWidget {
   /// Plots one of "ΔG", "log K", "ΔH", "ΔS", "K" against T.
   void SetPlotQuantity(const QString& name);
 
+  /// Opens a saved results sheet (".REA", ".xlsx"); the plot is drawn from its columns. False after a message.
+  bool OpenFile(const QString& path);
+  /// Asks for a results file and opens it in a new window; null when cancelled or unreadable.
+  static ReEqR* OpenResults(QWidget* parent = nullptr, const QString& path = {});
+
   /// Saves the sheet: ".REA" (the grid's own format), ".xlsx"/".xls" or ".csv" by the extension.
   bool SaveTo(const QString& path);
   void SaveAs();
@@ -64,6 +69,8 @@ class ReEqR : public QWidget {
 
  private:
   void UpdatePlot();
+  void AttachGrid(std::unique_ptr<platform::Workbook> book);
+  void FitGrid();
 
   std::unique_ptr<platform::Workbook> book_;
   platform::window::Grid* grid_ = nullptr;

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <QApplication>
 #include <QCloseEvent>
+#include <QFileInfo>
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QLabel>
@@ -19,6 +20,8 @@
 #include "platform/window/link.h"
 #include "platform/window/qt_messages.h"
 #include "reactions/window/re_eq.h"
+#include "reactions/window/re_eq_r.h"
+#include "platform/window/dialogs.h"
 #include "shell/program_state.h"
 #include "shell/window/not_built.h"
 #include "shell/window/settings_form.h"
@@ -168,6 +171,16 @@ MainMenu::MainMenu(QWidget* parent) : QMainWindow(parent) {
 
   // Menu bar: every entry again, with shortcuts for the common ones.
   QMenu* file = menuBar()->addMenu(tr("&File"));
+  file->addAction(tr("&Open Reaction Results…"), this, [this] { reactions::window::ReEqR::OpenResults(this); });
+  QMenu* recent = file->addMenu(tr("&Recent Results"));
+  connect(recent, &QMenu::aboutToShow, this, [this, recent] {
+    recent->clear();
+    for (const QString& f : platform::window::RecentFiles("reaction-results"))
+      recent->addAction(QFileInfo(f).fileName(), this, [this, f] { reactions::window::ReEqR::OpenResults(this, f); })
+          ->setToolTip(f);
+    if (recent->isEmpty()) recent->addAction(tr("(none yet)"))->setEnabled(false);
+  });
+  file->addSeparator();
   QAction* set = file->addAction(tr("&Settings…"), this, &MainMenu::ShowSettings);
   set->setShortcut(QKeySequence::Preferences);
   file->addSeparator();

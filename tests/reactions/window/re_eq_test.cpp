@@ -12,6 +12,7 @@
 #include <QPrinterInfo>
 #include <QTableView>
 
+#include "platform/window/dialogs.h"
 #include "platform/window/grid.h"
 #include "platform/window/qt_app.h"
 #include "platform/window/qt_messages.h"
@@ -224,6 +225,14 @@ TEST_F(ReactionWindow, ShippedTemplateCustomTemplatesAndSavedSheets) {
   for (int row : {kHeaderRow, kUnitRow, kFirstDataRow, kFirstDataRow + 2})
     for (int c = 0; c < 6; ++c) EXPECT_EQ(b.DisplayText(row, c), SheetOf(r).DisplayText(row, c)) << row << "," << c;
   EXPECT_TRUE(b.ColumnHidden(TemplateColumn(Column::E)));
+  // Opened again in a results window: the same caption and plot.
+  ReEqR* opened = ReEqR::OpenResults(nullptr, rea);
+  ASSERT_NE(opened, nullptr);
+  EXPECT_EQ(opened->windowTitle(), "Results - C+O2(g)=CO2(g)");
+  EXPECT_EQ(opened->plot()->Data(), r->plot()->Data());
+  EXPECT_EQ(platform::window::RecentFiles("reaction-results").value(0), rea);
+  delete opened;
+  EXPECT_EQ(ReEqR::OpenResults(nullptr, rea + ".missing"), nullptr);
   const QString csv = QString::fromStdString((tmp.Path() / "co2.csv").string());
   ASSERT_TRUE(r->SaveTo(csv)) << messages.Last();
   QFile f(csv);
