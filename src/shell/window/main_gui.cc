@@ -42,9 +42,17 @@ double MsSinceProcessStart() {
   return (double(now.tv_sec) + now.tv_nsec * 1e-9 - start_s) * 1000.0;
 }
 
+// Qt's offscreen platform reports window-manager features it lacks on every window; they are no problem here.
+void QuietMessages(QtMsgType type, const QMessageLogContext& context, const QString& text) {
+  if (type == QtWarningMsg && text.startsWith("This plugin does not support")) return;
+  if (text.startsWith("QStandardPaths: XDG_RUNTIME_DIR not set")) return;
+  std::fprintf(stderr, "%s\n", qFormatLogMessage(type, context, text).toLocal8Bit().constData());
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+  qInstallMessageHandler(QuietMessages);
   QApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
   QApplication app(argc, argv);
   QApplication::setOrganizationName("zyl");
