@@ -11,10 +11,9 @@ all: build
 deps:
 	@./scripts/install-deps.sh
 
-$(BUILD)/build.ninja: | deps
-	$(CMAKE_GEN) -S . -B $(BUILD)
-
-configure: deps $(BUILD)/build.ninja
+# Configure every time (about a second): new subsystem folders are picked up.
+configure: deps
+	@$(CMAKE_GEN) -S . -B $(BUILD) > $(BUILD).configure.log 2>&1 || (cat $(BUILD).configure.log; exit 1)
 
 build: configure
 	cmake --build $(BUILD) -j $(JOBS)

@@ -27,8 +27,8 @@ struct ReactionCliOptions {
 
 /// Opens the databases read-only; a missing own database is simply absent.
 bool OpenDatabases(const ReactionCliOptions& o, thermo::SpeciesDatabases& dbs) {
-  const fs::path own = o.own_db.empty() ? thermo::DefaultOwnDbPath() : fs::path(o.own_db);
-  const fs::path main = o.main_db.empty() ? thermo::DefaultMainDbPath() : fs::path(o.main_db);
+  const fs::path own = o.own_db.empty() ? SettingsOwnDb() : fs::path(o.own_db);
+  const fs::path main = o.main_db.empty() ? SettingsMainDb() : fs::path(o.main_db);
   std::string error;
   if (std::error_code ec; fs::exists(own, ec)) {
     dbs.own = thermo::OpenSpeciesDb(own, nullptr, false, &error);
@@ -45,20 +45,21 @@ bool OpenDatabases(const ReactionCliOptions& o, thermo::SpeciesDatabases& dbs) {
   return true;
 }
 
-nlohmann::json TableJson(const reactions::ReactionTable& t) {
+nlohmann::ordered_json TableJson(const reactions::ReactionTable& t) {
   using reactions::Column;
-  nlohmann::json terms = nlohmann::json::array();
+  using Json = nlohmann::ordered_json;
+  Json terms = Json::array();
   for (int i = 0; i < t.parsed.Count; ++i)
     terms.push_back({{"species", t.parsed.Species[i]},
                      {"coefficient", t.parsed.Coefficient(i)},
                      {"side", t.parsed.IsLeft(i) ? "left" : "right"}});
-  nlohmann::json rows = nlohmann::json::array();
-  auto value = [](std::optional<double> v) -> nlohmann::json {
+  Json rows = Json::array();
+  auto value = [](std::optional<double> v) -> Json {
     if (!v || !std::isfinite(*v)) return nullptr;
     return *v;
   };
   for (const auto& r : t.rows) {
-    nlohmann::json row = {{"T", value(t.Cell(r, Column::T))},       {"dH", value(t.Cell(r, Column::DeltaH))},
+    Json row = {{"T", value(t.Cell(r, Column::T))},       {"dH", value(t.Cell(r, Column::DeltaH))},
                           {"dS", value(t.Cell(r, Column::DeltaS))}, {"dG", value(t.Cell(r, Column::DeltaG))},
                           {"K", value(t.Cell(r, Column::K))},       {"logK", value(t.Cell(r, Column::LogK))}};
     if (t.has_potential) row["E"] = value(t.Cell(r, Column::E));
@@ -77,8 +78,8 @@ nlohmann::json TableJson(const reactions::ReactionTable& t) {
 }
 
 int RunReaction(ReactionCliOptions o) {
-  o.calc.temp_unit = (o.tunit == "K" || o.tunit == "k") ? reactions::TempUnit::Kelvin : reactions::TempUnit::Celsius;
-  o.calc.energy_unit = (o.eunit == "kcal") ? reactions::EnergyUnit::kcal : reactions::EnergyUnit::kJ;
+  o.calc.temp_unit = reactions::ParseTempUnit(o.tunit).value_or(reactions::TempUnit::Celsius);
+  o.calc.energy_unit = reactions::ParseEnergyUnit(o.eunit).value_or(reactions::EnergyUnit::kJ);
   o.calc.show_log_k = !o.no_log_k;
   // Equation errors need no database: report them first.
   reactions::ParsedEquation eq = reactions::ParseEquation(o.equation);
@@ -88,7 +89,10 @@ int RunReaction(ReactionCliOptions o) {
   reactions::ReactionTable table = reactions::CalcReaction(o.equation, o.calc, dbs);
   if (!table.ok()) return Fail(table.error);
   if (o.json) {
-    PrintJson(TableJson(table));
+    // Keys in the documented order (PrintJson would sort them).
+    std::string out = TableJson(table).dump(2);
+    out += '\n';
+    std::fwrite(out.data(), 1, out.size(), stdout);
   } else {
     std::string out = o.csv ? reactions::FormatReactionCsv(table) : reactions::FormatReactionText(table);
     std::fwrite(out.data(), 1, out.size(), stdout);
@@ -103,8 +107,8 @@ void RegisterReaction(CLI::App& app) {
   auto* cmd = app.add_subcommand("reaction", "ΔH, ΔS, ΔG, K and log K of a reaction equation over a temperature range");
   cmd->add_option("EQUATION", o->equation, "Reaction equation, e.g. \"2H2(g)+O2(g)=2H2O(g)\" or \"Fe(+3a)+e-=Fe(+2a)\"")
       ->required();
-  cmd->add_option("--from", o->calc.T1, "First temperature (default 25)");
-  cmd->add_option("--to", o->calc.T2, "Last temperature (default 1000)");
+  auto* from = cmd->add_option("--from", o->calc.T1, "First temperature (default 25 °C)");
+  auto* to = cmd->add_option("--to", o->calc.T2, "Last temperature (default 1000 °C)");
   cmd->add_option("--step", o->calc.step, "Temperature step (default 100); at most 300 rows are made");
   cmd->add_option("--tunit", o->tunit, "Temperature unit of input and output: C or K (default C)")
       ->check(CLI::IsMember({"C", "K"}, CLI::ignore_case));
@@ -120,7 +124,14 @@ void RegisterReaction(CLI::App& app) {
                              "transition}], notes}");
   auto* csv = cmd->add_flag("--csv", o->csv, "Print CSV with a header row");
   json->excludes(csv);
-  cmd->callback([o] { RunReaction(*o); });
+  cmd->callback([o, from, to] {
+    // The default range is 25 to 1000 °C, also when the unit is kelvin.
+    if (reactions::ParseTempUnit(o->tunit) == reactions::TempUnit::Kelvin) {
+      if (from->count() == 0) o->calc.T1 = reactions::ToKelvin(o->calc.T1, reactions::TempUnit::Celsius);
+      if (to->count() == 0) o->calc.T2 = reactions::ToKelvin(o->calc.T2, reactions::TempUnit::Celsius);
+    }
+    RunReaction(*o);
+  });
 }
 
 }  // namespace zyl::cli

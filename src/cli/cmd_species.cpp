@@ -66,8 +66,8 @@ class CliMessages : public platform::Messages {
 struct DbPaths {
   std::string own_db;
   std::string main_db;
-  fs::path Own() const { return own_db.empty() ? thermo::DefaultOwnDbPath() : fs::path(own_db); }
-  fs::path Main() const { return main_db.empty() ? thermo::DefaultMainDbPath() : fs::path(main_db); }
+  fs::path Own() const { return own_db.empty() ? SettingsOwnDb() : fs::path(own_db); }
+  fs::path Main() const { return main_db.empty() ? SettingsMainDb() : fs::path(main_db); }
 };
 
 void AddDbPathOptions(CLI::App* cmd, DbPaths& p) {

@@ -28,6 +28,7 @@ struct TppOptions {
   std::string palette;
   bool no_fill = false;
   bool box_lines = false;
+  bool swap_gases = false;
   bool json = false;
 };
 
@@ -66,6 +67,7 @@ int RunTpp(const TppOptions& o) {
     else if (o.resolution == "high") setup.resolution = kResolutionHigh;
     else return Fail("--resolution takes low, medium or high");
   }
+  setup.swap_gases = o.swap_gases;
   CollectResult collected = CollectData(setup, source);
   if (!collected.model) return Fail(collected.error);
   for (const std::string& w : collected.warnings) fmt::print(stderr, "zyl: {}\n", w);
@@ -154,6 +156,7 @@ void RegisterTpp(CLI::App& app) {
   cmd->add_option("--palette", opts->palette, "Colour palette file (*.pal) for the areas");
   cmd->add_flag("--no-fill", opts->no_fill, "Draw the borders only, without area colours");
   cmd->add_flag("--box-lines", opts->box_lines, "Draw the border as the search's final cells instead of lines");
+  cmd->add_flag("--swap-gases", opts->swap_gases, "Give each axis pressure to the other gas");
   cmd->add_option("--db", opts->db, "Main species database to use (default: the shipped one; no own database)");
   cmd->add_flag("--json", opts->json,
                 "Print JSON: {title, elements, species, axes, boundary_points, boundary_cells, areas, seconds}");

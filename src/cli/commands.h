@@ -1,6 +1,7 @@
 #pragma once
 // Subcommands of `zyl`. Each group lives in its own cmd_*.cpp and registers itself here.
 
+#include <filesystem>
 #include <string>
 #include <string_view>
 
@@ -25,6 +26,11 @@ int& ExitCode();
 
 /// Prints "zyl: <message>" on stderr, sets the exit status to `status` and returns it.
 int Fail(std::string_view message, int status = 1);
+
+/// Database paths of the user's settings file (ZYL6.INI keys "OwnDB=" and "MainDB="), or the
+/// shipped defaults when there is no settings file.
+std::filesystem::path SettingsOwnDb();
+std::filesystem::path SettingsMainDb();
 
 /// Prints a JSON value on stdout, indented, followed by a newline.
 void PrintJson(const nlohmann::json& value);

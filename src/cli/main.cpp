@@ -8,6 +8,7 @@
 
 #include "cli/commands.h"
 #include "platform/paths.h"
+#include "shell/settings.h"
 
 namespace zyl::cli {
 
@@ -23,6 +24,21 @@ int Fail(std::string_view message, int status) {
 }
 
 void PrintJson(const nlohmann::json& value) { std::cout << value.dump(2) << '\n'; }
+
+namespace {
+const shell::Settings& UserSettings() {
+  static const shell::Settings settings = [] {
+    std::string error;
+    shell::Settings s = shell::LoadUserSettings(&error);
+    if (!error.empty()) std::fprintf(stderr, "zyl: %s\n", error.c_str());
+    return s;
+  }();
+  return settings;
+}
+}  // namespace
+
+std::filesystem::path SettingsOwnDb() { return UserSettings().own_db; }
+std::filesystem::path SettingsMainDb() { return UserSettings().main_db; }
 
 namespace {
 

@@ -348,7 +348,10 @@ struct Searcher {
   SearchObserver* observer;
   PredomResult& out;
 
-  void Search(double x1, double x2, double y1, double y2, int& level) {
+  // One box: 3 x 3 grid points, then each of its 2 x 2 cells settled or searched again. The four
+  // corners of a box are grid points of the box around it; their species come in `corners`
+  // ((0,0), (2,0), (0,2), (2,2)) so that a sub-box evaluates only its five new points.
+  void SearchStabilities(double x1, double x2, double y1, double y2, int& level, const int* corners = nullptr) {
     double xs[3], ys[3];
     int g[3][3];
     for (int i = 0; i < 3; ++i) {
@@ -356,8 +359,14 @@ struct Searcher {
       ys[i] = y1 + (y2 - y1) * i / 2;
     }
     for (int i = 0; i < 3; ++i)
-      for (int j = 0; j < 3; ++j) g[i][j] = ev.Predominant(xs[i], ys[j]);
-    out.evaluations += 9;
+      for (int j = 0; j < 3; ++j) {
+        if (corners && i != 1 && j != 1) {
+          g[i][j] = corners[i / 2 + 2 * (j / 2)];
+          continue;
+        }
+        g[i][j] = ev.Predominant(xs[i], ys[j]);
+        ++out.evaluations;
+      }
     for (int i = 0; i < 2; ++i)
       for (int j = 0; j < 2; ++j) {
         int s = g[i][j];
@@ -366,8 +375,9 @@ struct Searcher {
           out.labels.push_back({x1 + (x2 - x1) * (2 * i + 1) / 4, y1 + (y2 - y1) * (2 * j + 1) / 4,
                                 (x2 - x1) * (y2 - y1) / 2, s, level});
         } else if (level < R) {
+          const int sub[4] = {g[i][j], g[i + 1][j], g[i][j + 1], g[i + 1][j + 1]};
           ++level;
-          Search(xs[i], xs[i + 1], ys[j], ys[j + 1], level);
+          SearchStabilities(xs[i], xs[i + 1], ys[j], ys[j + 1], level, sub);
           --level;
         } else {
           out.bx.push_back(xs[i]);
@@ -390,7 +400,7 @@ PredomResult MakePicture(const PredomModel& m, SearchObserver* observer) {
   Evaluator ev(m);
   Searcher s{ev, m.resolution, observer, r};
   int level = 0;
-  s.Search(m.xmin, m.xmax, m.ymin, m.ymax, level);
+  s.SearchStabilities(m.xmin, m.xmax, m.ymin, m.ymax, level);
   return r;
 }
 
@@ -446,6 +456,19 @@ std::vector<AreaSummary> PlaceLabels(const PredomResult& r) {
     if (!inside && nearest) a.x = nearest->x, a.y = nearest->y;
     out.push_back(a);
   }
+  // A sliver narrower than the finest cells shows only at corners of the border: weight 0, placed at
+  // the mean of those corners.
+  std::map<int, std::array<double, 3>> slivers;  // count, sum x, sum y
+  for (const BoundaryCell& c : r.cells)
+    for (int k = 0; k < 4; ++k) {
+      if (sums.count(c.corners[k])) continue;
+      auto& s = slivers[c.corners[k]];
+      s[0] += 1;
+      s[1] += c.x + (k & 1) * r.cell_w;
+      s[2] += c.y + (k >> 1) * r.cell_h;
+    }
+  for (const auto& [species, s] : slivers) out.push_back({species, 0.0, s[1] / s[0], s[2] / s[0]});
+  std::sort(out.begin(), out.end(), [](const AreaSummary& a, const AreaSummary& b) { return a.species < b.species; });
   return out;
 }
 

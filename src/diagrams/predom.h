@@ -253,7 +253,8 @@ struct AreaSummary {
   double x = 0, y = 0; ///< label position, axis units, inside the area
 };
 /// Label positions: the weighted centre of each species' cells, moved to the nearest of its own
-/// cells when the centre falls outside the area. Ordered by species index.
+/// wider cells when the centre falls outside the area. A species found only at corners of final
+/// cells gets weight 0 and the mean of those corners. Ordered by species index.
 std::vector<AreaSummary> PlaceLabels(const PredomResult& r);
 
 /// A piece of border line (axis units) between two species.

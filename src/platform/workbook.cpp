@@ -208,7 +208,8 @@ std::string Clip::ToTsv() const {
 // Sheet
 
 Sheet::Sheet(WorkbookImpl* book, std::uint32_t id, std::string name)
-    : book_(book), id_(id), name_(std::move(name)), cols_(kMaxCols), hidden_(kMaxCols, false) {}
+    : book_(book), id_(id), name_(std::move(name)), cols_(kMaxCols), hidden_(kMaxCols, false),
+      col_style_(kMaxCols, 0) {}
 
 int Sheet::Index() const { return book_->IndexOf(this); }
 
@@ -253,7 +254,7 @@ std::string Sheet::DisplayText(int row, int col) const {
 
 const CellStyle& Sheet::Style(int row, int col) const {
   const Cell* c = Find(row, col);
-  return book_->styles[c ? std::size_t(c->style) : 0];
+  return book_->styles[std::size_t(c ? c->style : ColumnStyle(col))];
 }
 
 int Sheet::LastRow() const {
@@ -323,10 +324,11 @@ std::string Sheet::SetFormula(int row, int col, std::string_view formula) {
     ClearContents(row, col, row, col);
     return {};
   }
-  auto code = book_->Compile(formula, id_);
+  std::string text = NormalizeFormula(formula);
+  auto code = book_->Compile(text, id_);
   Cell& c = book_->Touch(*this, row, col);
   auto old = std::move(c.code);
-  c.formula = std::string(formula);
+  c.formula = std::move(text);
   c.code = code;
   c.value = CellValue::Error(CellError::Name);
   std::string error = code->error;
@@ -374,7 +376,7 @@ void Sheet::ClearContents(int r1, int c1, int r2, int c2) {
       cell.formula.clear();
       cell.value = CellValue();
       ++it;
-      if (cell.style == 0) m.erase(r);
+      if (cell.style == col_style_[std::size_t(c)]) m.erase(r);
       if (had || old) book_->ContentChanged(*this, r, c, old);
     }
   }
@@ -398,20 +400,32 @@ void Sheet::SetStyle(int row, int col, const CellStyle& style) {
 void Sheet::ModifyStyle(int r1, int c1, int r2, int c2, const std::function<void(CellStyle&)>& change) {
   Order(r1, c1, r2, c2);
   std::map<int, int> memo;  // old style -> new style
+  auto restyle = [&](int old) {
+    auto f = memo.find(old);
+    if (f == memo.end()) {
+      CellStyle s = book_->styles[std::size_t(old)];
+      change(s);
+      f = memo.emplace(old, book_->owner->StyleIndex(s)).first;
+    }
+    return f->second;
+  };
+  if (r1 == 0 && r2 == kMaxRows - 1) {
+    for (int c = c1; c <= c2; ++c) {
+      col_style_[std::size_t(c)] = restyle(col_style_[std::size_t(c)]);
+      for (auto& [r, cell] : cols_[std::size_t(c)]) cell.style = restyle(cell.style);
+    }
+    book_->Emit({WorkbookEvent::Kind::Styles, Index(), r1, c1, r2, c2});
+    return;
+  }
   for (int c = c1; c <= c2; ++c) {
     auto& m = cols_[std::size_t(c)];
     for (int r = r1; r <= r2; ++r) {
       auto it = m.find(r);
-      int old = it == m.end() ? 0 : it->second.style;
-      auto f = memo.find(old);
-      if (f == memo.end()) {
-        CellStyle s = book_->styles[std::size_t(old)];
-        change(s);
-        f = memo.emplace(old, book_->owner->StyleIndex(s)).first;
-      }
-      if (f->second == old) continue;
+      int old = it == m.end() ? col_style_[std::size_t(c)] : it->second.style;
+      int now = restyle(old);
+      if (now == old) continue;
       if (it == m.end()) it = m.emplace(r, Cell{}).first;
-      it->second.style = f->second;
+      it->second.style = now;
     }
   }
   book_->Emit({WorkbookEvent::Kind::Styles, Index(), r1, c1, r2, c2});
@@ -539,6 +553,8 @@ std::string Sheet::InsertColumns(int at, int count) {
   for (int c = at; c < at + count; ++c) cols_[std::size_t(c)].clear();
   std::rotate(hidden_.begin() + at, hidden_.end() - count, hidden_.end());
   for (int c = at; c < at + count; ++c) hidden_[std::size_t(c)] = false;
+  std::rotate(col_style_.begin() + at, col_style_.end() - count, col_style_.end());
+  for (int c = at; c < at + count; ++c) col_style_[std::size_t(c)] = at > 0 ? col_style_[std::size_t(at - 1)] : 0;
   std::map<int, double> w;
   for (auto [c, v] : widths_)
     if (c < at) w[c] = v;
@@ -564,6 +580,8 @@ std::string Sheet::DeleteColumns(int at, int count) {
   std::rotate(cols_.begin() + at, cols_.begin() + at + count, cols_.end());
   std::rotate(hidden_.begin() + at, hidden_.begin() + at + count, hidden_.end());
   for (int c = kMaxCols - count; c < kMaxCols; ++c) hidden_[std::size_t(c)] = false;
+  std::rotate(col_style_.begin() + at, col_style_.begin() + at + count, col_style_.end());
+  for (int c = kMaxCols - count; c < kMaxCols; ++c) col_style_[std::size_t(c)] = 0;
   std::map<int, double> w;
   for (auto [c, v] : widths_)
     if (c < at) w[c] = v;
@@ -645,6 +663,34 @@ std::string Sheet::PasteLink(int row, int col, const Clip& clip) {
   return {};
 }
 
+std::string Sheet::PasteText(int row, int col, std::string_view tsv) {
+  std::vector<std::vector<std::string_view>> lines;
+  while (!tsv.empty()) {
+    std::size_t nl = tsv.find('\n');
+    std::string_view line = tsv.substr(0, nl);
+    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    std::vector<std::string_view> fields;
+    for (;;) {
+      std::size_t tab = line.find('\t');
+      fields.push_back(line.substr(0, tab));
+      if (tab == std::string_view::npos) break;
+      line.remove_prefix(tab + 1);
+    }
+    lines.push_back(std::move(fields));
+    if (nl == std::string_view::npos) break;
+    tsv.remove_prefix(nl + 1);
+  }
+  std::size_t width = 0;
+  for (const auto& l : lines) width = std::max(width, l.size());
+  if (!InSheet(row, col) || row + int(lines.size()) > kMaxRows || col + int(width) > kMaxCols)
+    return std::string(kPasteOffSheet);
+  Batch batch(*book_);
+  for (std::size_t r = 0; r < lines.size(); ++r)
+    for (std::size_t c = 0; c < lines[r].size(); ++c) SetInput(row + int(r), col + int(c), lines[r][c]);
+  if (!lines.empty()) book_->EmitCells(*this, row, col, row + int(lines.size()) - 1, col + int(width) - 1);
+  return {};
+}
+
 // ---------------------------------------------------------------------------------------------------------------
 // WorkbookImpl
 
@@ -655,12 +701,11 @@ const CellValue* WorkbookImpl::ValueAt(std::uint32_t sheet, int row, int col) co
   return c ? &c->value : nullptr;
 }
 
-Cell* WorkbookImpl::CellAt(std::uint64_t key) {
-  Sheet* s = SheetById(KeySheet(key));
-  return s ? const_cast<Cell*>(s->Find(KeyRow(key), KeyCol(key))) : nullptr;
+Cell& WorkbookImpl::Touch(Sheet& s, int row, int col) {
+  auto [it, made] = s.cols_[std::size_t(col)].try_emplace(row);
+  if (made) it->second.style = s.col_style_[std::size_t(col)];
+  return it->second;
 }
-
-Cell& WorkbookImpl::Touch(Sheet& s, int row, int col) { return s.cols_[std::size_t(col)][row]; }
 
 int WorkbookImpl::IndexOf(const Sheet* s) const {
   for (std::size_t i = 0; i < sheets.size(); ++i)
@@ -872,6 +917,8 @@ void WorkbookImpl::RebuildAll() {
         if (cell.code->volatile_fn) volatiles.insert(key);
       }
   if (auto_recalc) Recalc({}, true);
+  else
+    for (const auto& [k, c] : formulas) pending.insert(k);
 }
 
 void WorkbookImpl::RewriteAll(const std::function<bool(RefToken&, std::uint32_t)>& fn) {
@@ -883,7 +930,6 @@ void WorkbookImpl::RewriteAll(const std::function<bool(RefToken&, std::uint32_t)
 }
 
 void WorkbookImpl::Emit(const WorkbookEvent& e) {
-  if (batch > 0 && e.kind == WorkbookEvent::Kind::Cells) return;
   auto copy = listeners;  // a listener may remove itself
   for (auto& [id, fn] : copy) fn(e);
 }

@@ -214,7 +214,8 @@ class Sheet {
 
   // Styles
   void SetStyle(int row, int col, const CellStyle& style);
-  /// Changes the style of every cell of a block (creating styled empty cells where needed).
+  /// Changes the style of every cell of a block (creating styled empty cells where needed). A block of whole
+  /// columns (rows 0 to kMaxRows-1) changes the columns' own style instead, which cells made later take.
   void ModifyStyle(int r1, int c1, int r2, int c2, const std::function<void(CellStyle&)>& change);
   void SetNumberFormat(int r1, int c1, int r2, int c2, std::string_view pattern);
   void SetFontColor(int r1, int c1, int r2, int c2, std::uint32_t rgb);
@@ -226,6 +227,8 @@ class Sheet {
   double ColumnWidth(int col) const;
   void SetColumnWidth(int col, double width_chars);
   bool ColumnHidden(int col) const;
+  /// Style index that new cells of a column start with (0 = default).
+  int ColumnStyle(int col) const { return col >= 0 && col < kMaxCols ? col_style_[std::size_t(col)] : 0; }
   void SetColumnHidden(int col, bool hidden);
 
   // Protection
@@ -250,6 +253,8 @@ class Sheet {
   std::string Paste(int row, int col, const Clip& clip, PasteMode mode = PasteMode::All);
   /// Pastes link formulas "=Sheet!C5" to every copied cell (empty source cells too), keeping target styles.
   std::string PasteLink(int row, int col, const Clip& clip);
+  /// Pastes tab-separated text (the clipboard of another program), each field as if typed.
+  std::string PasteText(int row, int col, std::string_view tsv);
 
   /// Index of this sheet in tab order.
   int Index() const;
@@ -266,6 +271,7 @@ class Sheet {
   std::vector<std::map<int, Cell>> cols_;  ///< per column: row -> cell
   std::map<int, double> widths_;           ///< columns with a width of their own
   std::vector<bool> hidden_;
+  std::vector<int> col_style_;
 };
 
 // ---------------------------------------------------------------------------------------------------------------
@@ -343,6 +349,7 @@ class Workbook {
   // Files. The format follows the extension: ".csv" is a CSV file of one sheet, anything else (".xlsx" and the
   // modules' own extensions) the zipped spreadsheet container.
   /// Replaces this workbook by the file's; on any error returns the reason and leaves this workbook unchanged.
+  /// After a successful load, Sheet references taken before are invalid (listeners hear Kind::Reset).
   std::string Load(const std::filesystem::path& path);
   /// Writes through a temporary file renamed into place; a CSV gets the active sheet.
   std::string Save(const std::filesystem::path& path) const;

@@ -168,10 +168,12 @@ std::string Workbook::Load(const fs::path& path) {
 
 std::string Workbook::Save(const fs::path& path) const {
   if (LowerExt(path) == ".csv") return SaveCsv(path, ActiveSheet());
+  std::error_code ec;
+  fs::path folder = path.parent_path().empty() ? fs::path(".") : path.parent_path();
+  if (!fs::is_directory(folder, ec)) return "Can not write " + path.string() + ": no such folder.";
   fs::path tmp = TempNameBeside(path);
   std::string error = WriteXlsx(*this, tmp);
   if (!error.empty()) {
-    std::error_code ec;
     fs::remove(tmp, ec);
     return error;
   }

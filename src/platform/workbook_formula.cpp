@@ -67,10 +67,57 @@ std::size_t ScanCell(std::string_view s, int* row, int* col, bool* row_abs, bool
   return i;
 }
 
-/// Parses a cell or a cell:cell range at the start of s into t; returns characters used or 0.
+/// Parses "$C" or "12" (kind 'c' or 'r') at the start of s; returns characters used or 0.
+std::size_t ScanLine(std::string_view s, char kind, int* index, bool* abs) {
+  std::size_t i = 0;
+  *abs = i < s.size() && s[i] == '$';
+  if (*abs) ++i;
+  std::size_t start = i;
+  if (kind == 'c') {
+    while (i < s.size() && IsAlpha(s[i]) && i - start < 4) ++i;
+    if (i == start) return 0;
+    *index = ColumnIndex(s.substr(start, i - start));
+  } else {
+    long r = 0;
+    while (i < s.size() && IsDigit(s[i]) && r <= kMaxRows) r = r * 10 + (s[i++] - '0');
+    if (i == start || r < 1 || r > kMaxRows) return 0;
+    *index = int(r - 1);
+  }
+  if (*index < 0) return 0;
+  if (i < s.size() && (IsWordChar(s[i]) || s[i] == '(')) return 0;
+  return i;
+}
+
+/// Parses whole columns "C:D" or whole rows "3:5" at the start of s.
+std::size_t ScanLines(std::string_view s, RefToken* t) {
+  for (char kind : {'c', 'r'}) {
+    int a, b;
+    bool aa, ba;
+    std::size_t n = ScanLine(s, kind, &a, &aa);
+    if (!n || n >= s.size() || s[n] != ':') continue;
+    std::size_t m = ScanLine(s.substr(n + 1), kind, &b, &ba);
+    if (!m) continue;
+    t->is_range = true;
+    if (kind == 'c') {
+      t->whole_cols = true;
+      t->c1 = a, t->c2 = b, t->c1_abs = aa, t->c2_abs = ba;
+      t->r1 = 0, t->r2 = kMaxRows - 1, t->r1_abs = t->r2_abs = true;
+    } else {
+      t->whole_rows = true;
+      t->r1 = a, t->r2 = b, t->r1_abs = aa, t->r2_abs = ba;
+      t->c1 = 0, t->c2 = kMaxCols - 1, t->c1_abs = t->c2_abs = true;
+    }
+    return n + 1 + m;
+  }
+  return 0;
+}
+
+/// Parses a cell, a cell:cell range or whole columns or rows at the start of s into t; returns characters used
+/// or 0.
 std::size_t ScanRef(std::string_view s, RefToken* t) {
+  t->whole_cols = t->whole_rows = false;
   std::size_t n = ScanCell(s, &t->r1, &t->c1, &t->r1_abs, &t->c1_abs);
-  if (!n) return 0;
+  if (!n) return ScanLines(s, t);
   t->r2 = t->r1, t->c2 = t->c1, t->r2_abs = t->r1_abs, t->c2_abs = t->c1_abs;
   t->is_range = false;
   if (n < s.size() && s[n] == ':') {
@@ -111,6 +158,9 @@ bool Tokenize(std::string_view s, std::vector<Token>* out, std::string* error) {
     if (c == ' ' || c == '\t' || c == '\n' || c == '\r') {
       while (i < s.size() && (s[i] == ' ' || s[i] == '\t' || s[i] == '\n' || s[i] == '\r')) ++i;
       t.kind = Token::Space;
+    } else if (IsDigit(c) && ScanLines(s.substr(i), &t.ref)) {
+      t.kind = Token::Ref;
+      i += ScanLines(s.substr(i), &t.ref);
     } else if (IsDigit(c) || (c == '.' && i + 1 < s.size() && IsDigit(s[i + 1]))) {
       std::size_t j = i;
       while (j < s.size() && IsDigit(s[j])) ++j;
@@ -600,8 +650,7 @@ std::string NumberToText(double d) {
   double a = std::fabs(d);
   if (a >= 1e-5 && a < 1e15) {
     char buf[64];
-    int int_digits = a < 1 ? 1 : int(std::floor(std::log10(a))) + 1;
-    int decimals = std::max(0, 15 - int_digits);
+    int decimals = std::max(0, 15 - (int(std::floor(std::log10(a))) + 1));
     std::snprintf(buf, sizeof buf, "%.*f", decimals, d);
     std::string s(buf);
     if (s.find('.') != std::string::npos) {
@@ -1146,6 +1195,16 @@ std::string RefToken::ToString() const { return ToString({}); }
 std::string RefToken::ToString(const std::function<std::string(std::string_view)>& quote) const {
   std::string s;
   if (has_sheet) s = (quote ? quote(sheet) : QuoteSheetName(sheet)) + "!";
+  if (whole_cols || whole_rows) {
+    auto line = [&](int i, bool abs) {
+      if (abs) s += '$';
+      s += whole_cols ? ColumnName(i) : std::to_string(i + 1);
+    };
+    line(whole_cols ? c1 : r1, whole_cols ? c1_abs : r1_abs);
+    s += ':';
+    line(whole_cols ? c2 : r2, whole_cols ? c2_abs : r2_abs);
+    return s;
+  }
   auto cell = [&](int r, int c, bool ra, bool ca) {
     if (ca) s += '$';
     s += ColumnName(c);
@@ -1178,6 +1237,27 @@ std::string RewriteRefs(std::string_view formula, const std::function<bool(RefTo
     } else {
       if (r.has_sheet) out += (quote ? quote(r.sheet) : QuoteSheetName(r.sheet)) + "!";
       out += "#REF!";
+    }
+  }
+  return out;
+}
+
+std::string NormalizeFormula(std::string_view formula) {
+  std::vector<Token> toks;
+  std::string error;
+  if (formula.size() > kMaxFormulaLength || !Tokenize(formula, &toks, &error)) return std::string(formula);
+  std::string out;
+  out.reserve(formula.size());
+  for (const Token& t : toks) {
+    switch (t.kind) {
+      case Token::Ref: out += t.ref.ToString(); break;
+      case Token::Func:
+      case Token::Bool: out += t.text; break;
+      case Token::Error:
+        if (t.sheet_error) out.append(formula.substr(t.pos, t.len - ErrorText(t.error).size()));
+        out += ErrorText(t.error);
+        break;
+      default: out.append(formula.substr(t.pos, t.len)); break;
     }
   }
   return out;

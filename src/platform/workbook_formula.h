@@ -24,6 +24,8 @@ struct RefToken {
   int r1 = 0, c1 = 0, r2 = 0, c2 = 0;
   bool r1_abs = false, c1_abs = false, r2_abs = false, c2_abs = false;
   bool is_range = false;  ///< written with ':'
+  bool whole_cols = false;  ///< written as columns only ("C:D"): all rows
+  bool whole_rows = false;  ///< written as rows only ("3:5"): all columns
   /// The reference written back ("IN1!$C$1:$C$65536", "'A b'!C5", "B2").
   std::string ToString() const;
   std::string ToString(const std::function<std::string(std::string_view)>& quote) const;
@@ -34,6 +36,10 @@ struct RefToken {
 /// `quote` writes sheet names (QuoteSheetName when not given).
 std::string RewriteRefs(std::string_view formula, const std::function<bool(RefToken&)>& fn,
                         const std::function<std::string(std::string_view)>& quote = {});
+
+/// A formula written the way spreadsheets show it: function names, references, booleans and error values in
+/// upper case, everything else as typed. Returns the text unchanged when it does not tokenize.
+std::string NormalizeFormula(std::string_view formula);
 
 /// A block of cells a formula reads.
 struct RefArea {

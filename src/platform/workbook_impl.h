@@ -55,7 +55,6 @@ struct WorkbookImpl {
 
   Sheet* SheetById(std::uint32_t id) const { return id < by_id.size() ? by_id[id] : nullptr; }
   const CellValue* ValueAt(std::uint32_t sheet, int row, int col) const;
-  Cell* CellAt(std::uint64_t key);
   Cell& Touch(Sheet& s, int row, int col);
   int IndexOf(const Sheet* s) const;
 

@@ -23,6 +23,8 @@ namespace {
 // ---------------------------------------------------------------------------------------------------------------
 // Writing
 
+constexpr std::size_t kMaxTextLength = 32767;  ///< longest text a cell of the file format holds
+
 std::uint8_t Align(HAlign a) {
   switch (a) {
     case HAlign::Left: return LXW_ALIGN_LEFT;
@@ -84,15 +86,20 @@ std::string WriteXlsx(const Workbook& wb, const std::filesystem::path& path) {
     for (int c = 0; c < kMaxCols; ++c) {
       double w = sh.ColumnWidth(c);
       bool hidden = sh.ColumnHidden(c);
-      if (w == Sheet::kDefaultColumnWidth && !hidden) continue;
+      int style = sh.ColumnStyle(c);
+      if (w == Sheet::kDefaultColumnWidth && !hidden && style == 0) continue;
       lxw_row_col_options o{};
       o.hidden = hidden;
-      worksheet_set_column_opt(ws, lxw_col_t(c), lxw_col_t(c), w, nullptr, &o);
+      worksheet_set_column_opt(ws, lxw_col_t(c), lxw_col_t(c), w, formats[std::size_t(style)], &o);
     }
     sh.ForEachCell([&](int r, int c, const Cell& cell) {
       lxw_format* f = formats[std::size_t(cell.style)];
       auto row = lxw_row_t(r);
       auto col = lxw_col_t(c);
+      if (cell.value.is_text() && !cell.has_formula() && cell.value.text.size() > kMaxTextLength) {
+        if (error.empty()) error = "The text in " + CellName(r, c, sh.name()) + " is too long for a workbook file.";
+        return;
+      }
       if (cell.has_formula()) {
         std::string formula = ForeignFormula(cell.formula, quote);
         const CellValue& v = cell.value;
@@ -446,6 +453,12 @@ bool ReadSheet(Zip& zip, const std::string& part, Workbook* out, int index, cons
     hi = std::min(hi, kMaxCols - 1);
     pugi::xml_attribute w = Attr(n, "width");
     bool hidden = Attr(n, "hidden").as_bool();
+    std::size_t xf = std::size_t(Attr(n, "style").as_uint());
+    int style = xf < xf_style.size() ? xf_style[xf] : 0;
+    if (style) {
+      const CellStyle cs = out->StyleAt(style);
+      sheet.ModifyStyle(0, lo, kMaxRows - 1, hi, [&](CellStyle& s) { s = cs; });
+    }
     for (int c = lo; c <= hi; ++c) {
       if (w) sheet.SetColumnWidth(c, CharsFromFileWidth(w.as_double()));
       if (hidden) sheet.SetColumnHidden(c, true);

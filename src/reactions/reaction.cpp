@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <charconv>
 #include <cmath>
 #include <limits>
 
@@ -54,6 +55,29 @@ std::string CsvField(std::string_view text) {
 
 std::string_view UnitText(EnergyUnit unit) { return unit == EnergyUnit::kJ ? "kJ" : "kcal"; }
 std::string_view EntropyUnitText(EnergyUnit unit) { return unit == EnergyUnit::kJ ? "J/K" : "cal/K"; }
+
+std::optional<double> ReadNumberField(std::string_view text) {
+  while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
+  while (!text.empty() && (text.back() == ' ' || text.back() == '\t')) text.remove_suffix(1);
+  if (!text.empty() && text.front() == '+') text.remove_prefix(1);
+  if (text.empty()) return std::nullopt;
+  double v = 0;
+  auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), v);
+  if (ec != std::errc() || end != text.data() + text.size() || !std::isfinite(v)) return std::nullopt;
+  return v;
+}
+
+std::optional<TempUnit> ParseTempUnit(std::string_view text) {
+  if (text == "C" || text == "c" || text == "°C") return TempUnit::Celsius;
+  if (text == "K" || text == "k") return TempUnit::Kelvin;
+  return std::nullopt;
+}
+
+std::optional<EnergyUnit> ParseEnergyUnit(std::string_view text) {
+  if (text == "kJ") return EnergyUnit::kJ;
+  if (text == "kcal") return EnergyUnit::kcal;
+  return std::nullopt;
+}
 
 bool IsBareNobleGas(std::string_view name) {
   for (auto g : kNobleGases)
@@ -152,18 +176,18 @@ ReactionTable CalcReactionTable(const ParsedEquation& eq, const std::vector<ther
   table.step = list.step;
   table.step_reset = list.step_reset;
 
-  // Signed coefficients: products add, reactants subtract; the electron term the other way round.
+  // Signed coefficients: products add, reactants subtract, the electron like any other term.
+  // The potential's c is the first electron term's coefficient with its numerator's sign
+  // reversed; the divisor takes the absolute value.
   std::vector<double> coef(n);
   double electron_c = 0;
   for (size_t j = 0; j < n; ++j) {
     const int i = static_cast<int>(j);
-    double num = eq.Numerator[j];
-    if (eq.Species[j] == thermo::kElectron) {
-      if (!table.has_potential) electron_c = eq.Coefficient(i);
+    if (eq.Species[j] == thermo::kElectron && !table.has_potential) {
+      electron_c = -eq.Numerator[j] / eq.Denominator[j];
       table.has_potential = true;
-      num = -num;
     }
-    coef[j] = (eq.IsLeft(i) ? -num : num) / eq.Denominator[j];
+    coef[j] = (eq.IsLeft(i) ? -eq.Numerator[j] : eq.Numerator[j]) / eq.Denominator[j];
   }
   const double potential_divisor = std::fabs(kPotentialFactor * electron_c * kFaraday);
 
@@ -265,7 +289,9 @@ std::string FormatReactionText(const ReactionTable& table) {
     }
     add_line(std::move(line));
   }
-  if (any_transition || !table.notes.empty()) out += "\n";
+  if (any_transition || table.step_reset || !table.notes.empty()) out += "\n";
+  if (table.step_reset)
+    out += fmt::format("Step widened to {:.3f} to keep the table at {} rows.\n", table.step, kMaxRegularRows);
   if (any_transition) out += "* row at a phase transition (0.00003 K below or 0.00001 K above it)\n";
   for (const auto& n : table.notes) out += n + "\n";
   return out;

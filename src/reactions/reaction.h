@@ -8,10 +8,11 @@
 //
 // Conventions of this module:
 //  - "e-" and "H(+a)" that no database holds count as zero H, S and G (the hydrogen-electrode
-//    scale), so half-cell equations work with any database.
-//  - The electron term enters the sums with its sign reversed; with the zero electron of the
-//    hydrogen-electrode scale this changes nothing. An equation with "e-" gets the column
-//    "POTENTIAL E" = -ΔG / |2.0 · c · 23.045| V, c the coefficient of the (first) electron term.
+//    scale), so half-cell equations work with any database. The electron enters the sums like
+//    any other term: with an electron stored as 1/2 H2(g) - H(+a) (S = 1/2 S(H2)), a half-cell
+//    ΔG is the one against the standard hydrogen electrode.
+//  - An equation with "e-" gets the column "POTENTIAL E" = -ΔG / |2.0 · c · 23.045| V, c the
+//    coefficient of the (first) electron term, its numerator's sign reversed (no effect under |·|).
 //  - K = exp(-1000 ΔG / (1.987 T)); log K = ln K / ln 10, empty when K is not positive (that is,
 //    when exp underflows). When exp overflows, log K keeps the value ln K / ln 10 would have.
 
@@ -50,6 +51,13 @@ inline constexpr std::string_view kResultsCaptionPrefix = "Results - ";
 /// "kJ" or "kcal"; the entropy unit "J/K" or "cal/K".
 std::string_view UnitText(EnergyUnit unit);
 std::string_view EntropyUnitText(EnergyUnit unit);
+
+/// A number typed into a field of the form: blanks around it allowed, a point as the decimal
+/// separator ("25", "-3.5", "1e3"); empty for an empty field or anything else.
+std::optional<double> ReadNumberField(std::string_view text);
+/// "C" or "°C" (either case) is Celsius, "K" kelvin; "kJ" and "kcal" the energy units.
+std::optional<TempUnit> ParseTempUnit(std::string_view text);
+std::optional<EnergyUnit> ParseEnergyUnit(std::string_view text);
 
 /// The inputs of the reaction form.
 struct ReactionOptions {
@@ -152,7 +160,7 @@ ReactionTable CalcReaction(std::string_view equation, const ReactionOptions& opt
 std::string FormatCell(double value, Column column);
 
 /// The table as text: a title line, the header and unit rows, the rows (transition rows marked
-/// "*"), then the notes. Lines carry no trailing blanks.
+/// "*"), then a line on a widened step and the notes. Lines carry no trailing blanks.
 std::string FormatReactionText(const ReactionTable& table);
 /// The table as CSV: header row with units, then the rows (point as decimal separator).
 std::string FormatReactionCsv(const ReactionTable& table);

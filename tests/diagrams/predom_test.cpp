@@ -319,6 +319,21 @@ TEST(PredomSearch, TemperatureAxisAgainstOxygen) {
   EXPECT_GT(checked, 10);
 }
 
+TEST(PredomSearch, SliverSeenOnlyAtBorderCornersStillGetsAnArea) {
+  // Two final cells whose corners name a species that has no uniform cell of its own.
+  PredomResult r;
+  r.cell_w = r.cell_h = 0.5;
+  r.labels.push_back({1, 1, 4, 1, 0});
+  r.cells.push_back({2, 2, 1, {1, 3, 1, 1}});
+  r.cells.push_back({3, 2, 3, {3, 1, 1, 1}});
+  std::vector<AreaSummary> a = PlaceLabels(r);
+  ASSERT_EQ(a.size(), 2u);
+  EXPECT_EQ(a[1].species, 3);
+  EXPECT_EQ(a[1].weight, 0);
+  EXPECT_DOUBLE_EQ(a[1].x, 2.75);
+  EXPECT_DOUBLE_EQ(a[1].y, 2);
+}
+
 TEST(PredomSearch, SwitchExchangesThePressures) {
   PredomSetup s = CuSOSetup(kResolutionLow);
   PredomModel m = Model(s, CuSODatabase());

@@ -90,6 +90,26 @@ TEST_F(TppCommand, JsonDescribesTheDiagram) {
   EXPECT_EQ(nlohmann::json::parse(low.out)["resolution"], 7);
 }
 
+// The text report, without its last line (the time), against the kept copy. Set ZYL_UPDATE_GOLDEN=1
+// to rewrite the copy on purpose.
+TEST_F(TppCommand, TextReportMatchesTheGoldenFile) {
+  Outcome r = Zyl("tpp " + (dir_ / "cuso.tpp").string() + db_ + "--resolution medium");
+  ASSERT_EQ(r.status, 0) << r.err;
+  std::string text = r.out.substr(0, r.out.rfind('\n', r.out.size() - 2) + 1);
+  const fs::path golden = fs::path(ZYL_TESTS_DIR) / "diagrams" / "golden" / "tpp_cuso_medium.txt";
+  if (std::getenv("ZYL_UPDATE_GOLDEN")) {
+    ASSERT_TRUE(platform::WriteFileAtomic(golden, text));
+  }
+  EXPECT_EQ(text, platform::ReadFile(golden).value_or("(missing golden file)"));
+  EXPECT_NE(r.out.find(" ms\n"), std::string::npos);
+  // The switch gives the X pressure to O2 and the Y pressure to SO2.
+  Outcome w = Zyl("tpp " + (dir_ / "cuso.tpp").string() + db_ + "--swap-gases --json");
+  ASSERT_EQ(w.status, 0) << w.err;
+  nlohmann::json j = nlohmann::json::parse(w.out);
+  EXPECT_EQ(j["axes"]["x"]["name"], "O2(g)");
+  EXPECT_EQ(j["axes"]["y"]["title"], "log p(SO2)");
+}
+
 TEST_F(TppCommand, WritesPngSvgAndPdf) {
   if (!fs::exists(fs::path(ZYL_BIN_DIR) / "zyl-render")) GTEST_SKIP() << "zyl-render is not built";
   for (const char* ext : {"png", "svg", "pdf"}) {

@@ -155,6 +155,17 @@ TEST(CopyPaste, PasteAsLinks) {
   EXPECT_EQ(wb.sheet(0).Formula(0, 0), "='OUT 1'!A1");
 }
 
+TEST(CopyPaste, TextFromOtherPrograms) {
+  Workbook wb;
+  Sheet& s = wb.sheet(0);
+  ASSERT_EQ(s.PasteText(1, 1, "H2O(g)\t25\t2.5\r\nCO2(g)\t\t=C3*2\n"), "");
+  EXPECT_EQ(s.Value(1, 1).text, "H2O(g)");
+  EXPECT_EQ(s.Value(1, 2).number, 25);
+  EXPECT_EQ(s.Value(2, 3).number, 0);  // =C3*2 with C3 empty
+  EXPECT_EQ(s.Find(2, 2), nullptr);
+  EXPECT_EQ(s.PasteText(kMaxRows - 1, 0, "1\n2"), kPasteOffSheet);
+}
+
 TEST(Protection, LockedCellsRefuseUserEdits) {
   Workbook wb;
   Sheet& s = wb.sheet(0);
@@ -169,6 +180,23 @@ TEST(Protection, LockedCellsRefuseUserEdits) {
   EXPECT_EQ(s.Value(0, 0).number, 1);
   s.SetProtected(false);
   EXPECT_EQ(s.Edit(0, 0, "=1+1"), "");
+}
+
+TEST(Protection, WholeColumnStylesReachCellsMadeLater) {
+  Workbook wb;
+  Sheet& s = wb.sheet(0);
+  s.SetNumber(5, 1, 1);
+  s.SetLocked(0, 1, kMaxRows - 1, 1, false);  // column B open for input
+  s.SetNumberFormat(0, 1, kMaxRows - 1, 1, "0.000");
+  EXPECT_LT(s.CellCount(), 3u);
+  s.SetProtected(true);
+  EXPECT_EQ(s.Edit(60000, 1, "2"), "");
+  EXPECT_EQ(s.DisplayText(60000, 1), "2.000");
+  EXPECT_EQ(s.DisplayText(5, 1), "1.000");
+  EXPECT_EQ(s.Edit(60000, 2, "2"), kCellLocked);
+  ASSERT_EQ(s.InsertColumns(0), "");
+  EXPECT_FALSE(s.Style(7, 2).locked);
+  EXPECT_TRUE(s.Style(7, 1).locked);
 }
 
 TEST(Notification, ViewsHearOfChangedCells) {
@@ -187,6 +215,13 @@ TEST(Notification, ViewsHearOfChangedCells) {
   }
   EXPECT_TRUE(dependent);
   EXPECT_TRUE(edited);
+  // A paste reports its whole block once its cells are in.
+  events.clear();
+  s.Paste(20, 0, s.Copy(0, 0, 1, 1));
+  bool pasted = false;
+  for (const auto& e : events)
+    pasted |= e.kind == WorkbookEvent::Kind::Cells && e.r1 <= 20 && e.r2 >= 21 && e.c1 == 0 && e.c2 >= 1;
+  EXPECT_TRUE(pasted);
   wb.RemoveListener(id);
   events.clear();
   s.SetNumber(0, 0, 5);
@@ -227,6 +262,31 @@ TEST(References, ParseAndPrint) {
   EXPECT_EQ(ColumnIndex("iv"), 255);
   EXPECT_EQ(CellName(4, 2, "1st"), "'1st'!C5");
   EXPECT_EQ(CellName(4, 2, "IN1"), "IN1!C5");
+}
+
+}  // namespace
+}  // namespace zyl::platform
+
+namespace zyl::platform {
+namespace {
+
+TEST(StructuralEdits, WholeColumnAndRowReferences) {
+  Workbook wb("S");
+  Sheet& s = wb.sheet(0);
+  s.SetNumber(0, 1, 1);
+  s.SetNumber(500, 1, 2);
+  s.SetNumber(2, 3, 10);
+  s.SetFormula(0, 5, "=SUM(B:B)+SUM($3:3)");
+  EXPECT_EQ(s.Value(0, 5).number, 13);
+  ASSERT_EQ(s.InsertColumns(0), "");
+  EXPECT_EQ(s.Formula(0, 6), "=SUM(C:C)+SUM($3:3)");
+  ASSERT_EQ(s.InsertRows(0), "");
+  EXPECT_EQ(s.Formula(1, 6), "=SUM(C:C)+SUM($4:4)");
+  EXPECT_EQ(s.Value(1, 6).number, 13);
+  ASSERT_EQ(s.Paste(1, 7, s.Copy(1, 6, 1, 6)), "");
+  EXPECT_EQ(s.Formula(1, 7), "=SUM(D:D)+SUM($4:4)");
+  ASSERT_EQ(s.DeleteColumns(2), "");
+  EXPECT_EQ(s.Formula(1, 5), "=SUM(#REF!)+SUM($4:4)");
 }
 
 }  // namespace

@@ -52,6 +52,9 @@ TEST(Workbook, ArithmeticAndFunctions) {
     ++row;
   }
   EXPECT_EQ(wb.Evaluate("=\"a\"&\"b\"&1.5").text, "ab1.5");
+  // Typed in any case, shown as spreadsheets show it.
+  s.SetFormula(0, 5, "=sum( a1:$b$2 ) + if(true, in1!c5, #ref!)&\"abc\"");
+  EXPECT_EQ(s.Formula(0, 5), "=SUM( A1:$B$2 ) + IF(TRUE, in1!C5, #REF!)&\"abc\"");  // sheet names keep their case
 }
 
 TEST(Workbook, ErrorValues) {
@@ -81,18 +84,19 @@ TEST(Workbook, IncrementalRecalcAndCycles) {
   Workbook wb;
   Sheet& s = wb.sheet(0);
   s.SetNumber(0, 0, 1);
-  for (int r = 1; r < 3000; ++r) s.SetFormula(r, 0, "=A" + std::to_string(r) + "+1");
-  EXPECT_EQ(Num(wb, "A3000"), 3000);
+  // A chain down the whole column: no recursion, however long.
+  for (int r = 1; r < kMaxRows; ++r) s.SetFormula(r, 0, "=A" + std::to_string(r) + "+1");
+  EXPECT_EQ(Num(wb, "A65536"), 65536);
   s.SetNumber(0, 0, 10);
-  EXPECT_EQ(Num(wb, "A3000"), 3009);
+  EXPECT_EQ(Num(wb, "A65536"), 65545);
   // A cycle is marked, not followed; breaking it recovers.
-  s.SetFormula(0, 0, "=A3000");
+  s.SetFormula(0, 0, "=A65536");
   EXPECT_EQ(Err(wb, "A1"), "#CIRC!");
   EXPECT_EQ(Err(wb, "A2"), "#CIRC!");
   s.SetNumber(0, 0, 0);
-  EXPECT_EQ(Num(wb, "A3000"), 2999);
-  s.SetFormula(5000, 0, "=SUM(A4990:A5001)");
-  EXPECT_EQ(Err(wb, "A5001"), "#CIRC!");
+  EXPECT_EQ(Num(wb, "A65536"), 65535);
+  s.SetFormula(0, 1, "=SUM(B1:B3)");
+  EXPECT_EQ(Err(wb, "B1"), "#CIRC!");
 }
 
 TEST(Workbook, DeeplyNestedFormulaIsAnError) {

@@ -59,6 +59,7 @@ Workbook SampleBalance() {
   in.SetBold(0, 0, 0, 0, true);
   in.SetColumnWidth(0, 20.5);
   in.SetColumnHidden(11, true);
+  in.SetLocked(0, 4, kMaxRows - 1, 4, false);
   in.SetProtected(true);
   bal.SetFormula(2, 3, "=SUM(IN1!$D$1:$D$65536)-SUM(IN1!$P$1:$P$65536)");
   bal.SetFormula(3, 3, "='My sheet'!A1*2");
@@ -94,6 +95,7 @@ TEST_F(XlsxTest, RoundTripKeepsContentStylesAndLayout) {
     EXPECT_TRUE(in.ColumnHidden(11));
     EXPECT_FALSE(in.ColumnHidden(10));
     EXPECT_TRUE(in.Protected());
+    EXPECT_FALSE(in.Style(40000, 4).locked);  // column style
     EXPECT_FALSE(back.sheet(0).Protected());
     EXPECT_NEAR(Num(back, "BAL!D3"), 2.5 * 18.01528, 1e-12);
     EXPECT_EQ(Num(back, "BAL!D4"), 42);
@@ -197,6 +199,20 @@ TEST_F(XlsxTest, DamagedFilesGiveErrorsAndKeepTheWorkbook) {
   refused_parts(MinimalParts({{"S", "<row r=\"1\"><c r=\"A1\"><v>abc</v></c></row>"}}), "bad number");
   refused_parts(MinimalParts({{"A:B", ""}}), "bad sheet name");
   refused_parts({{"[Content_Types].xml", testing::kContentTypes}}, "no workbook part");
+}
+
+TEST_F(XlsxTest, FailedSaveKeepsTheOldFile) {
+  Workbook wb = SampleBalance();
+  fs::path p = dir_ / "keep.xlsx";
+  ASSERT_EQ(wb.Save(p), "");
+  auto before = ReadFile(p).value();
+  wb.sheet(0).SetText(0, 0, std::string(40000, 'x'));
+  EXPECT_NE(wb.Save(p), "");
+  EXPECT_EQ(ReadFile(p).value(), before);
+  std::size_t files = 0;
+  for ([[maybe_unused]] const auto& e : fs::directory_iterator(dir_)) ++files;
+  EXPECT_EQ(files, 1u);  // no temporary file left behind
+  EXPECT_NE(wb.Save(dir_ / "no such folder" / "x.xlsx"), "");
 }
 
 TEST_F(XlsxTest, ZipBombIsRefused) {

@@ -5,6 +5,7 @@
 #include <random>
 
 #include "platform/messages.h"
+#include "thermo/db_tools.h"
 #include "thermo_test_db.h"
 
 namespace zyl::thermo {
@@ -142,6 +143,34 @@ TEST(FindSpeciesInDb, EverySpeciesOfAGeneratedDatabase) {
     EXPECT_LE(s.last, db->catalogue().BlockLast(block));
   }
   EXPECT_GT(FindSpeciesInDb("e-", *db).first, 0);
+}
+
+TEST(SpeciesDbFiles, RandomBytesAndTruncationNeverCrash) {
+  TempDir dir;
+  std::mt19937 rng(17);
+  const char alphabet[] = "HOCFe()+-agls0123 \0\xff";
+  for (int round = 0; round < 40; ++round) {
+    std::string bytes(256 * (1 + rng() % 20), '\0');
+    for (auto& c : bytes) c = static_cast<char>(rng() % 4 == 0 ? rng() : alphabet[rng() % (sizeof(alphabet) - 1)]);
+    testing::WriteBytes(dir / "r.ZYL", bytes);
+    testing::WriteBytes(dir / "r.CAT", bytes.substr(0, 300));
+    SpeciesDatabases dbs;
+    dbs.main = OpenSpeciesDb(dir / "r.ZYL");
+    ASSERT_NE(dbs.main, nullptr);
+    CheckRanges(*dbs.main);
+    for (const auto& sp : ListSpecies(*dbs.main)) {
+      for (const std::string& name : {sp.formula, sp.formula + "(l)"}) {
+        SpeciesLocation loc = FindSpecies(name, dbs);
+        if (name == sp.formula) {
+          EXPECT_TRUE(loc) << name;
+        }
+        SpeciesData data = ReadSpeciesData(loc, name);
+        for (double T : {100.0, 298.15, 1500.0}) CalcSpeciesAtT(data, T);
+      }
+    }
+    testing::WriteBytes(dir / "r.ZYL", bytes.substr(0, bytes.size() - 1 - rng() % 255));
+    EXPECT_EQ(OpenSpeciesDb(dir / "r.ZYL"), nullptr);
+  }
 }
 
 }  // namespace

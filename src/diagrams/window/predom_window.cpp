@@ -84,13 +84,12 @@ class BoxMessages : public platform::Messages {
   QWidget* parent_;
 };
 
-// Paints the cells of a running search onto the view.
+// Paints the cells of a running search onto the view. The search itself takes about a millisecond,
+// so the view is repainted every few dozen cells: the border visibly grows while it runs.
 class LiveObserver : public SearchObserver {
  public:
   LiveObserver(PredomView* view, const Palette& palette, bool colours, double x_offset)
-      : view_(view), palette_(palette), colours_(colours), dx_(x_offset) {
-    timer_.start();
-  }
+      : view_(view), palette_(palette), colours_(colours), dx_(x_offset) {}
   void UniformCell(double x1, double y1, double x2, double y2, int species) override {
     if (colours_) view_->LiveCell(x1 - dx_, y1, x2 - dx_, y2, ToQColor(palette_.Species(species)));
     Tick();
@@ -101,17 +100,17 @@ class LiveObserver : public SearchObserver {
   }
 
  private:
+  static constexpr int kCellsPerFrame = 48;
   void Tick() {
-    if (timer_.elapsed() < 15) return;
-    view_->update();
+    if (++cells_ % kCellsPerFrame) return;
+    view_->repaint();
     QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
-    timer_.restart();
   }
   PredomView* view_;
   const Palette& palette_;
   bool colours_;
   double dx_;
-  QElapsedTimer timer_;
+  int cells_ = 0;
 };
 
 QString Number(double v) { return QString::number(v, 'g', 10); }
@@ -231,11 +230,13 @@ void Predom::BuildUi() {
   file->addSeparator();
   file->addAction(tr("Save &Picture..."), QKeySequence(tr("Ctrl+Shift+S")), this, &Predom::SavePictureAs)
       ->setObjectName("MSavePicture");
-  file->addAction(tr("&Print..."), QKeySequence::Print, this, &Predom::PrintPicture)->setObjectName("MPrint");
+  file->addAction(tr("&Print..."), QKeySequence::Print, this, &Predom::PrintLines)->setObjectName("MPrint");
+  file->addAction(tr("Print with Border &Cells..."), this, &Predom::PrintBoxLines)->setObjectName("MPrintBox");
   file->addSeparator();
   file->addAction(tr("&Close"), QKeySequence::Close, this, &QWidget::close);
   QMenu* edit = menu->addMenu(tr("&Edit"));
-  edit->addAction(tr("&Copy Picture"), QKeySequence::Copy, this, &Predom::CopyPicture)->setObjectName("MCopy");
+  edit->addAction(tr("&Copy Picture"), QKeySequence::Copy, this, &Predom::CopyLines)->setObjectName("MCopy");
+  edit->addAction(tr("Copy with Border &Cells"), this, &Predom::CopyBoxLines)->setObjectName("MCopyBox");
   QMenu* options = menu->addMenu(tr("&Options"));
   MShowCalc = options->addAction(tr("&Show Calculation"));
   MShowCalc->setObjectName("MShowCalc");
@@ -690,8 +691,22 @@ void Predom::SavePictureAs() {
   SavePicture(path);
 }
 
-void Predom::PrintPicture() {
-  const DiagramPicture* pic = Picture();
+std::optional<DiagramPicture> Predom::PictureFor(bool boxes) const {
+  if (!model_ || !result_) return std::nullopt;
+  PictureOptions po;
+  po.fill_areas = MUseCol->isChecked();
+  po.box_lines = boxes;
+  po.palette = palette_;
+  return BuildPicture(*model_, *result_, po);
+}
+
+void Predom::PrintLines() { Print(false); }
+void Predom::PrintBoxLines() { Print(true); }
+void Predom::CopyLines() { Copy(false); }
+void Predom::CopyBoxLines() { Copy(true); }
+
+void Predom::Print(bool boxes) {
+  std::optional<DiagramPicture> pic = PictureFor(boxes);
   if (!pic) {
     Message("Please, calculate a diagram first.");
     return;
@@ -710,8 +725,8 @@ void Predom::PrintPicture() {
   PaintDiagram(p, QRectF(0, 0, 1000, 800), *pic);
 }
 
-void Predom::CopyPicture() {
-  const DiagramPicture* pic = Picture();
+void Predom::Copy(bool boxes) {
+  std::optional<DiagramPicture> pic = PictureFor(boxes);
   if (!pic) {
     Message("Please, calculate a diagram first.");
     return;

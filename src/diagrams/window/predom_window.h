@@ -99,8 +99,11 @@ class Predom : public QWidget {
   void ButCK_Click();
   void MLoadUPal_Click();
   void MColPal_Click();
-  void PrintPicture();
-  void CopyPicture();
+  /// Print or copy the picture with the border as lines, or as the search's final cells (boxes).
+  void PrintLines();
+  void CopyLines();
+  void PrintBoxLines();
+  void CopyBoxLines();
   void SavePictureAs();
 
  private:
@@ -108,6 +111,9 @@ class Predom : public QWidget {
   void UpdateSpeciesCount();
   void OnAxisChanged();
   void Redraw();
+  void Print(bool boxes);
+  void Copy(bool boxes);
+  std::optional<DiagramPicture> PictureFor(bool boxes) const;
   void Message(const std::string& text);
   QString TppFolder(bool for_saving) const;
   int64_t DeviceColors() const;

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QClipboard>
+#include <QMimeData>
 #include <QComboBox>
 #include <QFile>
 #include <QLabel>
@@ -195,6 +197,11 @@ TEST_F(PredomWindowTest, CalculatesSavesAndReloads) {
   ASSERT_TRUE(text);
   EXPECT_EQ(*text, FormatTpp(*window_->CurrentSetup()));
   EXPECT_TRUE(window_->SavePicture(dir.filePath("cuso.png")));
+  window_->CopyBoxLines();
+  const QMimeData* copied = QGuiApplication::clipboard()->mimeData();
+  ASSERT_NE(copied, nullptr);
+  EXPECT_TRUE(copied->hasImage());
+  EXPECT_TRUE(copied->data("image/svg+xml").startsWith("<?xml"));
 
   // A second window reads it back; the same border comes out with the search drawn on screen.
   Predom other(nullptr, &db_, &messages_);
