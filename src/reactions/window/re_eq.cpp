@@ -39,11 +39,11 @@ constexpr std::string_view kBadNumber = "Please, give the temperatures and the s
 
 // A number typed with a point, or with a comma by habit.
 bool ReadNumber(const QLineEdit* edit, double* v) {
-  QString t = edit->text().trimmed();
+  QString t = edit->text();
   t.replace(',', '.');
-  bool ok = false;
-  *v = QLocale::c().toDouble(t, &ok);
-  return ok;
+  const auto n = ReadNumberField(FromQ(t));
+  if (n) *v = *n;
+  return n.has_value();
 }
 
 }  // namespace

@@ -17,7 +17,7 @@
 #include "platform/window/qt_app.h"
 #include "platform/window/qt_messages.h"
 #include "platform/window/xy_plot.h"
-#include "reactions/test_db.h"
+#include "reactions/window/window_db.h"
 #include "reactions/window/re_eq_r.h"
 #include "shell/program_state.h"
 #include "thermo/lookup.h"
@@ -29,12 +29,14 @@ class ReactionWindow : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
     zyl::testing::App();
-    db_ = new testing::TestDatabase;
-    thermo::SharedSpeciesDatabases().main = thermo::OpenSpeciesDb(db_->MainPath());
+    dir_ = new zyl::testing::TempDir;
+    const auto path = dir_->Path() / "MainDB6.ZYL";
+    ASSERT_EQ(zyl::testing::WriteWindowTestDb(path), "");
+    thermo::SharedSpeciesDatabases().main = thermo::OpenSpeciesDb(path);
   }
   static void TearDownTestSuite() {
     thermo::SharedSpeciesDatabases().main.reset();
-    delete db_;
+    delete dir_;
   }
   void SetUp() override { platform::window::SetAppMessages(&messages); }
   void TearDown() override {
@@ -50,11 +52,11 @@ class ReactionWindow : public ::testing::Test {
   }
   const platform::Sheet& SheetOf(ReEqR* r) { return r->book().sheet(r->book().ActiveSheet()); }
 
-  static testing::TestDatabase* db_;
+  static zyl::testing::TempDir* dir_;
   platform::HeadlessMessages messages{false};
   ReEq form;
 };
-testing::TestDatabase* ReactionWindow::db_ = nullptr;
+zyl::testing::TempDir* ReactionWindow::dir_ = nullptr;
 
 TEST_F(ReactionWindow, WaterFrom25To1000StepOneGivesThreeHundredRows) {
   form.TUnit->setCurrentIndex(0);  // °C
@@ -188,7 +190,7 @@ TEST_F(ReactionWindow, PlotFollowsTheChosenQuantityAndSpeciesSearchFindsNames) {
   EXPECT_EQ(found[0], "CO(g)") << "names starting with the text come first";
   EXPECT_TRUE(found.contains("CO2(g)"));
   EXPECT_FALSE(found.contains("H2(g)"));
-  EXPECT_EQ(form.SearchSpecies("").size(), int(testing::TestRecords().size()) - 1) << "Al has two ranges";
+  EXPECT_EQ(form.SearchSpecies("").size(), int(zyl::testing::WindowTestRecords().size()) - 1) << "Al has two ranges";
 }
 
 TEST_F(ReactionWindow, ShippedTemplateCustomTemplatesAndSavedSheets) {

@@ -9,7 +9,7 @@
 #include <fstream>
 
 #include "platform/files.h"
-#include "reactions/test_db.h"
+#include "reactions/window/window_db.h"
 #include "thermo/lookup.h"
 #include "platform/window/qt_app.h"
 #include "shell/window/instance_guard.h"
@@ -33,8 +33,7 @@ class Startup : public ::testing::Test {
     options.messages = &messages;
     options.locale = QLocale::c();
     options.check_printer = false;
-    std::string error;
-    ASSERT_TRUE(thermo::WriteSpeciesDatabase(MainDb(), reactions::testing::TestRecords(), &error)) << error;
+    ASSERT_EQ(testing::WriteWindowTestDb(MainDb()), "");
   }
   void TearDown() override {
     thermo::SharedSpeciesDatabases().own.reset();
