@@ -10,10 +10,13 @@ gui="$root/$build/bin/zyl-gui"
 out="$root/docs/screenshots"
 [ -x "$gui" ] || { echo "screenshots: $gui is not built (run make build)" >&2; exit 1; }
 
-scratch="$(mktemp -d)"
+# A fixed scratch home, so that the paths the pictures show stay the same from run to run.
+scratch="${TMPDIR:-/tmp}/zyl-screenshots"
+rm -rf "$scratch"
 trap 'rm -rf "$scratch"' EXIT
-export XDG_CONFIG_HOME="$scratch/config" XDG_DATA_HOME="$scratch/data" XDG_RUNTIME_DIR="$scratch/run"
-mkdir -p "$XDG_RUNTIME_DIR" && chmod 700 "$XDG_RUNTIME_DIR"
+mkdir -p "$scratch/home" "$scratch/run" && chmod 700 "$scratch/run"
+export HOME="$scratch/home" XDG_RUNTIME_DIR="$scratch/run"
+unset XDG_CONFIG_HOME XDG_DATA_HOME
 mkdir -p "$out"
 
 if command -v xvfb-run >/dev/null 2>&1 && [ -z "${QT_QPA_PLATFORM:-}" ]; then

@@ -236,6 +236,8 @@ void MainMenu::OpenModule(QWidget* w) {
   w->setAttribute(Qt::WA_QuitOnClose, false);
   windows_.removeAll(nullptr);
   windows_ << w;
+  // A module may have changed the shared state (settings, units): the menu shows it when the module returns.
+  connect(w, &QObject::destroyed, this, &MainMenu::RefreshMainMenu);
   w->show();
   w->raise();
   w->activateWindow();

@@ -122,7 +122,7 @@ ZYL_INI::ZYL_INI(QWidget* parent) : QWidget(parent), loaded_(DefaultSettings()) 
   RepairF1();
   Fill(loaded_);
   UpdateCaption();
-  resize(640, 560);
+  resize(660, 640);
 }
 
 void ZYL_INI::RepairF1() {

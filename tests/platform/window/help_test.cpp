@@ -67,6 +67,10 @@ TEST(HelpDocs, ShippedGuideHasTheOperatingInstructions) {
   const auto list = HelpChapters(HelpDir());
   ASSERT_FALSE(list.isEmpty()) << HelpDir().toStdString();
   EXPECT_TRUE(FindHelpChapter(list, "09 Operating Instructions.doc").endsWith("operating-instructions.md"));
+  // The chapters the windows' help buttons ask for are there.
+  EXPECT_TRUE(FindHelpChapter(list, "24 Formula Weights").endsWith("formula-weights.md"));
+  for (const char* chapter : {"10 Reaction Equations", "21 Phase Stability Diagrams"})
+    EXPECT_FALSE(FindHelpChapter(list, chapter).endsWith("index.md")) << chapter;
 }
 
 }  // namespace
