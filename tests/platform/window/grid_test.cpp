@@ -4,7 +4,10 @@
 
 #include <QApplication>
 #include <QClipboard>
+#include <QFileInfo>
 #include <QItemSelectionModel>
+#include <QPrinter>
+#include <cmath>
 #include <QTabBar>
 #include <QTableView>
 
@@ -108,6 +111,30 @@ TEST_F(GridTest, SheetTabsSwitchTheShownSheet) {
   book.sheet(1).SetColumnHidden(2, true);
   g.Refresh();
   EXPECT_TRUE(g.View()->isColumnHidden(2));
+}
+
+TEST_F(GridTest, PrintsTheSheetOrTheSelectionAndSavesPlots) {
+  Grid g(&book);
+  Select(g, 1, 1, 2, 1);
+  EXPECT_EQ(g.BlockHtml(1, 1, 2, 1).count("<tr>"), 2);
+  testing::TempDir tmp;
+  for (bool selection : {false, true}) {
+    const QString pdf = tmp.dir.filePath(selection ? "sel.pdf" : "all.pdf");
+    QPrinter printer(QPrinter::HighResolution);
+    printer.setOutputFormat(QPrinter::PdfFormat);
+    printer.setOutputFileName(pdf);
+    g.PrintTo(&printer, selection);
+    EXPECT_GT(QFileInfo(pdf).size(), 500) << pdf.toStdString();
+  }
+  XYPlot plot;
+  plot.SetData({{25, -400}, {500, -380}, {1000, std::nan("")}, {1200, -350}});
+  plot.SetAxisTitles("T / °C", "ΔG / kJ");
+  for (const char* name : {"p.png", "p.svg"}) {
+    const QString path = tmp.dir.filePath(name);
+    ASSERT_TRUE(plot.Save(path)) << name;
+    EXPECT_GT(QFileInfo(path).size(), 500) << name;
+  }
+  EXPECT_FALSE(plot.Save(tmp.dir.filePath("no/such/p.png")));
 }
 
 TEST(NiceTicks, CoverTheRangeWithRoundSteps) {
