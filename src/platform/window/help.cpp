@@ -3,6 +3,9 @@
 #include <QDir>
 #include <QFile>
 #include <QHBoxLayout>
+#include <QImageReader>
+#include <QTextBlock>
+#include <QTextCursor>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
@@ -105,6 +108,7 @@ HelpWindow::HelpWindow(const QString& dir, QWidget* parent) : QWidget(parent), c
   });
   connect(browser_, &QTextBrowser::sourceChanged, this, [this](const QUrl& url) {
     current_ = url.toLocalFile();
+    FitImages();
     for (int i = 0; i < chapters_.size(); ++i)
       if (chapters_[i].path == current_) {
         QSignalBlocker block(list_);
@@ -122,6 +126,28 @@ HelpWindow::HelpWindow(const QString& dir, QWidget* parent) : QWidget(parent), c
 void HelpWindow::ShowFile(const QString& path) {
   current_ = path;
   browser_->setSource(QUrl::fromLocalFile(path), QTextDocument::MarkdownResource);
+  FitImages();
+}
+
+void HelpWindow::FitImages() {
+  // Screenshots are shown at most kMaxImageWidth wide, keeping their shape.
+  QTextDocument* doc = browser_->document();
+  const QDir dir = QFileInfo(current_).dir();
+  for (QTextBlock b = doc->begin(); b.isValid(); b = b.next()) {
+    for (auto it = b.begin(); !it.atEnd(); ++it) {
+      const QTextFragment f = it.fragment();
+      if (!f.charFormat().isImageFormat()) continue;
+      QTextImageFormat img = f.charFormat().toImageFormat();
+      const QSize size = QImageReader(dir.filePath(img.name())).size();
+      if (!size.isValid() || size.width() <= kMaxImageWidth) continue;
+      img.setWidth(kMaxImageWidth);
+      img.setHeight(double(size.height()) * kMaxImageWidth / size.width());
+      QTextCursor c(doc);
+      c.setPosition(f.position());
+      c.setPosition(f.position() + f.length(), QTextCursor::KeepAnchor);
+      c.setCharFormat(img);
+    }
+  }
 }
 
 void HelpWindow::Open(const QString& chapter) {

@@ -37,6 +37,9 @@ class HelpWindow : public QWidget {
 
  private:
   void ShowFile(const QString& path);
+  void FitImages();
+
+  static constexpr int kMaxImageWidth = 900;  ///< px
   void Find(bool backward);
 
   QList<HelpChapter> chapters_;

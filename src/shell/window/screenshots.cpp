@@ -70,7 +70,7 @@ int SaveScreenshots(MainMenu& menu, const QString& dir) {
   }
   menu.ShowSettings();
   if (auto* form = Newest<ZYL_INI>(menu)) n += Save(form, dir, "settings");
-  if (auto* help = platform::window::ShowHelpChapter("10 Reaction Equations")) {
+  if (auto* help = platform::window::ShowHelpChapter("09 Operating Instructions")) {
     help->resize(980, 640);
     n += Save(help, dir, "help");
     help->close();
