@@ -2,6 +2,7 @@
 
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QEvent>
 #include <QSettings>
 
 namespace zyl::platform::window {
@@ -25,7 +26,26 @@ class QtDialogs : public FileDialogs {
 FileDialogs* g_dialogs = nullptr;
 constexpr int kMaxRecent = 8;
 
+// Saves the geometry of the window it watches when that window closes.
+class GeometryKeeper : public QObject {
+ public:
+  GeometryKeeper(QWidget* w, QString key) : QObject(w), key_(std::move(key)) { w->installEventFilter(this); }
+  bool eventFilter(QObject* o, QEvent* e) override {
+    if (e->type() == QEvent::Close) QSettings().setValue("geometry/" + key_, static_cast<QWidget*>(o)->saveGeometry());
+    return false;
+  }
+
+ private:
+  QString key_;
+};
+
 }  // namespace
+
+void RememberGeometry(QWidget* window, const QString& key) {
+  const QByteArray g = QSettings().value("geometry/" + key).toByteArray();
+  if (!g.isEmpty()) window->restoreGeometry(g);
+  new GeometryKeeper(window, key);
+}
 
 FileDialogs& AppDialogs() {
   static QtDialogs qt;

@@ -48,4 +48,7 @@ void SetLastFolder(const QString& purpose, const QString& file_or_folder);
 QStringList RecentFiles(const QString& purpose);
 void AddRecentFile(const QString& purpose, const QString& file);
 
+/// Restores a window's size and place from the last session and saves them when it closes.
+void RememberGeometry(QWidget* window, const QString& key);
+
 }  // namespace zyl::platform::window

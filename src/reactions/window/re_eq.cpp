@@ -197,6 +197,7 @@ ReEq::ReEq(QWidget* parent) : QWidget(parent) {
   LoadSpeciesNames();
   FilterSpecies(QString());
   resize(900, 400);
+  platform::window::RememberGeometry(this, "ReEq");
 }
 
 QString ReEq::Equation() const { return MhEqu->currentText(); }

@@ -212,6 +212,7 @@ MainMenu::MainMenu(QWidget* parent) : QMainWindow(parent) {
   status_ = new QLabel(this);
   statusBar()->addWidget(status_, 1);
   RefreshMainMenu();
+  platform::window::RememberGeometry(this, "MainMenu");
 }
 
 QList<QWidget*> MainMenu::OpenWindows() const {

@@ -16,6 +16,7 @@
 #include <QTableWidget>
 #include <QVBoxLayout>
 
+#include "platform/window/dialogs.h"
 #include "platform/window/help.h"
 #include "thermo/formula.h"
 
@@ -125,6 +126,7 @@ FormulaWeights::FormulaWeights(QWidget* parent) : QWidget(parent) {
   new QShortcut(QKeySequence::Close, this, [this] { this->close(); });
   Recalculate();
   resize(720, 460);
+  platform::window::RememberGeometry(this, "MW");
 }
 
 void FormulaWeights::SetFormula(const QString& formula) {
