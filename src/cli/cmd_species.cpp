@@ -355,14 +355,14 @@ int RunRepair(const DbOptions& o, bool mw) {
 int RunAdd(const DbOptions& o) {
   std::vector<thermo::SpeciesRecord> ranges;
   const double mw = o.mw >= 0 ? o.mw : thermo::MolarMass(o.formula);
-  for (const std::string& spec : o.ranges) {
-    std::istringstream in(spec);
+  for (const std::string& range_text : o.ranges) {
+    std::istringstream in(range_text);
     thermo::SpeciesRecord r;
     double t1, t2, h, s, a, b, c, d;
     if (!(in >> t1 >> t2 >> r.phase >> h >> s >> a >> b >> c >> d))
-      return Fail(fmt::format("--range needs \"T1 T2 PHASE H S A B C D\": {}", spec));
+      return Fail(fmt::format("--range needs \"T1 T2 PHASE H S A B C D\": {}", range_text));
     std::string extra;
-    if (in >> extra) return Fail(fmt::format("--range needs \"T1 T2 PHASE H S A B C D\": {}", spec));
+    if (in >> extra) return Fail(fmt::format("--range needs \"T1 T2 PHASE H S A B C D\": {}", range_text));
     r.formula = o.formula;
     r.chemical_name = o.chemical_name;
     r.common_name = o.common_name;

@@ -1,3 +1,4 @@
+#include "platform/text.h"
 #include "platform/workbook.h"
 
 #include <algorithm>
@@ -37,15 +38,6 @@ const CellValue& EmptyValue() {
   return v;
 }
 
-/// Shortest text that reads back as the same double, with an upper-case exponent.
-std::string ExactNumber(double v) {
-  char buf[64];
-  auto r = std::to_chars(buf, buf + sizeof buf, v);
-  std::string s(buf, r.ptr);
-  for (char& c : s)
-    if (c == 'e') c = 'E';
-  return s;
-}
 
 // Moves the span lo..hi for an insert (n > 0) or delete (n < 0) of |n| lines at `at` on a sheet of `limit`
 // lines. A span covering the whole sheet stays whole. Returns false when the span is deleted or pushed off.
@@ -238,7 +230,7 @@ std::string Sheet::InputText(int row, int col) const {
   if (c->has_formula()) return "=" + c->formula;
   switch (c->value.type) {
     case ValueType::Empty: return {};
-    case ValueType::Number: return ExactNumber(c->value.number);
+    case ValueType::Number: return ShortestNumber(c->value.number);
     case ValueType::Bool: return c->value.number != 0 ? "TRUE" : "FALSE";
     case ValueType::Text: return c->value.text;
     case ValueType::Error: return std::string(ErrorText(c->value.error));

@@ -1,3 +1,4 @@
+#include "platform/text.h"
 #include "platform/workbook_files.h"
 
 #include <algorithm>
@@ -31,14 +32,6 @@ std::string CsvField(const std::string& s) {
   return q + "\"";
 }
 
-std::string ExactText(double v) {
-  char buf[64];
-  auto r = std::to_chars(buf, buf + sizeof buf, v);
-  std::string s(buf, r.ptr);
-  for (char& c : s)
-    if (c == 'e') c = 'E';
-  return s;
-}
 
 /// A sheet name made from a file name.
 std::string SheetNameFrom(const fs::path& p) {
@@ -62,7 +55,7 @@ std::string CsvText(const Workbook& wb, int index, bool formatted) {
       const CellValue& v = s.Value(r, c);
       std::string t;
       if (formatted) t = s.DisplayText(r, c);
-      else if (v.is_number()) t = ExactText(v.number);
+      else if (v.is_number()) t = ShortestNumber(v.number);
       else t = FormatValue(v, "");
       out += CsvField(t);
     }
