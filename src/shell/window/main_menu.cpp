@@ -15,6 +15,7 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
+#include "balance/window/balance_window.h"
 #include "diagrams/window/predom_window.h"
 #include "platform/window/help.h"
 #include "platform/window/link.h"
@@ -253,8 +254,13 @@ void MainMenu::StartReactions() { OpenModule(new reactions::window::ReEq); }
 
 void MainMenu::StartHeatBalances() {
   QApplication::setOverrideCursor(Qt::WaitCursor);
-  SetBalanceFile(ZYL5main());
-  OpenNotBuilt("StartHeatBalances");
+  ProgramState& state = ZYL5main();
+  SetBalanceFile(state);
+  auto* w = new balance::window::Balance;
+  const QString file = QString::fromStdString(state.balance_file.string());
+  // The working balance of the last session, when there is one.
+  if (QFileInfo::exists(file)) w->OpenFile(file);
+  OpenModule(w);
   QApplication::restoreOverrideCursor();
 }
 
