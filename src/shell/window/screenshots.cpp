@@ -1,0 +1,81 @@
+#include "shell/window/screenshots.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QPixmap>
+#include <QWidget>
+
+#include "shell/window/main_menu.h"
+#include "shell/window/settings_form.h"
+#include "platform/window/grid.h"
+#include "platform/window/help.h"
+#include "reactions/window/re_eq.h"
+#include "reactions/window/re_eq_r.h"
+#include "thermo/window/formula_weights.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QLineEdit>
+#include <QTableView>
+
+namespace zyl::shell::window {
+
+namespace {
+
+bool Save(QWidget* w, const QString& dir, const QString& name) {
+  w->show();
+  QApplication::processEvents();
+  const QPixmap pm = w->grab();
+  return pm.save(QDir(dir).filePath(name + ".png"));
+}
+
+template <typename T>
+T* Newest(MainMenu& menu) {
+  const auto list = menu.OpenWindows();
+  for (auto it = list.rbegin(); it != list.rend(); ++it)
+    if (auto* w = qobject_cast<T*>(*it)) return w;
+  return nullptr;
+}
+
+}  // namespace
+
+int SaveScreenshots(MainMenu& menu, const QString& dir) {
+  QDir().mkpath(dir);
+  int n = 0;
+  menu.resize(menu.sizeHint().expandedTo(QSize(860, 480)));
+  n += Save(&menu, dir, "main-menu");
+
+  menu.StartMW();
+  if (auto* mw = Newest<thermo::window::FormulaWeights>(menu)) {
+    mw->SetFormula("CuSO4*5H2O");
+    n += Save(mw, dir, "formula-weights");
+  }
+  menu.StartReactions();
+  if (auto* re = Newest<reactions::window::ReEq>(menu)) {
+    re->SetEquation("Fe2O3+3C=2Fe+3CO(g)");
+    re->MhT1->setText("25");
+    re->MhT2->setText("1500");
+    re->MhStep->setText("25");
+    re->TUnit->setCurrentIndex(0);
+    re->RUnit->setCurrentIndex(0);
+    re->CheckTrans->setChecked(true);
+    re->findChild<QLineEdit*>("FindSpecies")->setText("Fe");
+    n += Save(re, dir, "reaction");
+    if (auto* results = re->CalcBut_Click()) {
+      results->resize(1180, 640);
+      results->SetPlotQuantity("ΔG");
+      n += Save(results, dir, "reaction-results");
+      results->close();
+    }
+  }
+  menu.ShowSettings();
+  if (auto* form = Newest<ZYL_INI>(menu)) n += Save(form, dir, "settings");
+  if (auto* help = platform::window::ShowHelpChapter("09 Operating Instructions")) {
+    help->resize(980, 640);
+    n += Save(help, dir, "help");
+    help->close();
+  }
+  return n;
+}
+
+}  // namespace zyl::shell::window
