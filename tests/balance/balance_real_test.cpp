@@ -14,6 +14,7 @@
 #include "balance/stream_editor.h"
 #include "balance/target.h"
 #include "balance_test_util.h"
+#include "common/libreoffice.h"
 #include "thermo/lookup.h"
 
 namespace zyl::balance {
@@ -167,7 +168,8 @@ namespace {
 
 TEST(BalanceFile, SameTotalsAfterASpreadsheetProgramRecalculates) {
   // LibreOffice, where installed, opens the saved balance, recalculates it and saves it again.
-  if (std::system("command -v soffice > /dev/null 2>&1") != 0) GTEST_SKIP() << "LibreOffice (soffice) not installed";
+  const std::string office = zyl::testing::FindOffice();
+  if (office.empty()) GTEST_SKIP() << "LibreOffice (soffice) not installed";
   testing::Fixture f;
   int in = f.book.InSheet(1), out = f.book.OutSheet(1);
   f.book.PutStream(in, R, "Feed", 25);
@@ -179,10 +181,7 @@ TEST(BalanceFile, SameTotalsAfterASpreadsheetProgramRecalculates) {
   testing::TempDir dir;
   ASSERT_EQ(f.book.Save(dir / "b.xlsx"), "");
   fs::create_directories(dir / "lo");
-  std::string cmd = "cd " + (dir / "lo").string() + " && HOME=" + (dir / "lo").string() +
-                    " soffice --headless --calc --convert-to xlsx --outdir " + (dir / "lo").string() + " " +
-                    (dir / "b.xlsx").string() + " > /dev/null 2>&1";
-  ASSERT_EQ(std::system(cmd.c_str()), 0);
+  ASSERT_TRUE(zyl::testing::OfficeConvert(office, dir / "b.xlsx", dir / "lo", "xlsx"));
   platform::Workbook wb;
   ASSERT_EQ(wb.Load(dir / "lo" / "b.xlsx"), "");
   for (int c = col::kKmol; c <= col::kTotH; ++c)

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <xlsxwriter.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -6,6 +7,7 @@
 #include <random>
 #include <sstream>
 
+#include "common/libreoffice.h"
 #include "platform/files.h"
 #include "platform/workbook.h"
 #include "platform/workbook_files.h"
@@ -258,13 +260,20 @@ TEST_F(XlsxTest, CsvExportAndImport) {
 
 // Runs only where LibreOffice is installed: `build/bin/test_platform --gtest_filter='*LibreOffice*'`.
 TEST_F(XlsxTest, LibreOfficeReadsOurFiles) {
-  std::string office;
-  for (const char* name : {"libreoffice", "soffice"})
-    if (std::system((std::string("command -v ") + name + " >/dev/null 2>&1").c_str()) == 0) {
-      office = name;
-      break;
-    }
+  const std::string office = zyl::testing::FindOffice();
   if (office.empty()) GTEST_SKIP() << "libreoffice/soffice not installed: spreadsheet round trip not checked";
+  {
+    // The private profile makes LibreOffice recalculate: a stale cached result must not survive.
+    fs::path stale = dir_ / "stale.xlsx";
+    lxw_workbook* book = workbook_new(stale.c_str());
+    lxw_worksheet* sheet = workbook_add_worksheet(book, nullptr);
+    worksheet_write_formula_num(sheet, 0, 0, "=1+1", nullptr, 7);
+    ASSERT_EQ(workbook_close(book), LXW_NO_ERROR);
+    ASSERT_TRUE(zyl::testing::OfficeConvert(office, stale, dir_, "csv"));
+    auto csv = ReadFile(dir_ / "stale.csv");
+    ASSERT_TRUE(csv);
+    ASSERT_EQ(std::strtod(csv->c_str(), nullptr), 2) << "LibreOffice did not recalculate on load";
+  }
   Workbook wb("Calc");
   Sheet& s = wb.sheet(0);
   s.SetNumber(0, 0, 2.5);
@@ -277,9 +286,7 @@ TEST_F(XlsxTest, LibreOfficeReadsOurFiles) {
   s.SetFormula(7, 0, "=MOD(-7,3)+INT(-1.5)+ABS(-2)+MAX(A1:A2)-MIN(A1:A2)+AVERAGE(A1:A2)+COUNT(A1:A7)");
   fs::path p = dir_ / "lo.xlsx";
   ASSERT_EQ(wb.Save(p), "");
-  std::string cmd = office + " --headless --convert-to csv --outdir " + dir_.string() + " " + p.string() +
-                    " >/dev/null 2>&1";
-  ASSERT_EQ(std::system(cmd.c_str()), 0);
+  ASSERT_TRUE(zyl::testing::OfficeConvert(office, p, dir_, "csv"));
   auto csv = ReadFile(dir_ / "lo.csv");
   ASSERT_TRUE(csv);
   std::istringstream in(*csv);
