@@ -25,9 +25,10 @@ namespace {
 
 // Databases this process holds open for writing (canonical paths).
 std::mutex g_open_mutex;
+// Never destroyed: databases held in static storage close after other statics are gone.
 std::set<std::string>& WritableOpen() {
-  static std::set<std::string> s;
-  return s;
+  static auto* s = new std::set<std::string>;
+  return *s;
 }
 
 std::string CanonicalKey(const fs::path& p) {
