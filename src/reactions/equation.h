@@ -3,7 +3,7 @@
 //
 // Charge takes part in the balance like an element: ParseFormula gives an ion an "e-" entry
 // (H(+a) holds -1 e-, SO4(-2a) holds +2 e-) and the term "e-" holds one electron, so
-// Fe(+3a)+e-=Fe(+2a) balances while Fe(+3a)=Fe(+2a) leaves "Too much e-(1mol) on the left side".
+// Fe(+3a)+e-=Fe(+2a) balances while Fe(+3a)=Fe(+2a) leaves "Too much e-(1mol) on the right side".
 
 #include <cstdint>
 #include <optional>

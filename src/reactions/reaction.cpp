@@ -117,7 +117,8 @@ std::vector<double> TransitionTemperatures(const thermo::SpeciesData& sp) {
   std::vector<double> t;
   for (size_t k = 1; k < sp.ranges.size(); ++k) {
     const auto& r = sp.ranges[k];
-    if (std::string_view(r.phase) != std::string_view(sp.ranges[k - 1].phase) || r.h != 0 || r.s != 0)
+    if (std::string_view(r.phase) != std::string_view(sp.ranges[k - 1].phase) ||
+        std::fabs(r.h) >= kMinTransitionEnthalpy)
       t.push_back(r.t1);
   }
   return t;

@@ -92,8 +92,15 @@ std::string NotFoundMessage(std::string_view name, const ParsedEquation& eq);
 /// Looks up and reads every term's species; the first one found nowhere stops with NotFoundMessage.
 ReactionSpecies LookupReactionSpecies(const ParsedEquation& eq, const thermo::SpeciesDatabases& dbs);
 
+/// Smallest enthalpy jump at a range start that counts as a phase transition, cal/mol. Fitted
+/// databases store small jumps where a fit was split or a source interval ends (they keep the
+/// absolute values exact, up to about 22 cal/mol in the shipped database); polymorph changes
+/// within one phase letter carry at least a few ten cal/mol.
+inline constexpr double kMinTransitionEnthalpy = 30.0;
+
 /// Temperatures (K) where a species changes phase: the start of every range after the first
-/// whose phase differs from the range before or that carries a jump in H or S.
+/// whose phase differs from the range before or whose enthalpy jump is at least
+/// kMinTransitionEnthalpy.
 std::vector<double> TransitionTemperatures(const thermo::SpeciesData& sp);
 
 // ---------------------------------------------------------------------------------------------

@@ -110,6 +110,33 @@ TEST_F(ReactionTest, TransitionRowsAndJump) {
   EXPECT_TRUE(TransitionTemperatures(al).empty());
 }
 
+TEST(TransitionTemperatures, FitJoinsAreNoTransitions) {
+  // Small jumps that only keep fitted ranges on the absolute values are no phase change.
+  thermo::SpeciesData sp;
+  auto add = [&sp](const char* phase, double t1, double t2, double h) {
+    thermo::SpeciesRange r;
+    r.phase[0] = phase[0];
+    r.t1 = t1, r.t2 = t2, r.h = h, r.a = 6;
+    sp.ranges.push_back(r);
+  };
+  add("s", 298.15, 500, -1000);
+  add("s", 500, 1042, 0.3);
+  add("s", 1042, 1184, -22);
+  add("s", 1184, 1665, 215.1);  // a polymorph change within "s"
+  add("l", 1665, 3000, 0);      // a phase letter change counts without a jump
+  EXPECT_EQ(TransitionTemperatures(sp), (std::vector<double>{1184, 1665}));
+
+  // The shipped database: iron's alpha-gamma, gamma-delta and melting points, none for water vapour.
+  thermo::SpeciesDatabases dbs;
+  std::string error;
+  dbs.main = thermo::OpenSpeciesDb(std::filesystem::path(ZYL_SOURCE_DATA_DIR) / "Databases" / "MainDB6.ZYL",
+                                   nullptr, false, &error);
+  ASSERT_TRUE(dbs.main) << error;
+  auto iron = thermo::ReadSpeciesData(thermo::FindSpecies("Fe", dbs), "Fe");
+  EXPECT_EQ(TransitionTemperatures(iron), (std::vector<double>{1184, 1665, 1809}));
+  EXPECT_TRUE(TransitionTemperatures(thermo::ReadSpeciesData(thermo::FindSpecies("H2O(g)", dbs), "H2O(g)")).empty());
+}
+
 TEST_F(ReactionTest, ElectronsGiveThePotential) {
   auto t = Calc("Fe(+3a)+e-=Fe(+2a)", Range(25, 75, 25));
   ASSERT_TRUE(t.has_potential) << t.error;
