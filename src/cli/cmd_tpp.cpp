@@ -128,13 +128,15 @@ int RunTpp(const TppOptions& o) {
     PrintJson(out);
     return 0;
   }
+  // The report shows temperatures in the set-up's unit, as the axis title says; JSON keeps kelvin.
+  const double x_shift = m.TemperatureAxis() && m.celsius ? kCelsiusOffset : 0.0;
   fmt::print("{}\n{}\n", title, ConstantText(m));
-  fmt::print("X axis: {} from {:g} to {:g}\n", AxisTitle(m, true), m.xmin, m.xmax);
+  fmt::print("X axis: {} from {:g} to {:g}\n", AxisTitle(m, true), m.xmin - x_shift, m.xmax - x_shift);
   fmt::print("Y axis: {} from {:g} to {:g}\n", AxisTitle(m, false), m.ymin, m.ymax);
   fmt::print("Resolution {} (final cell {:g} x {:g})\n", m.resolution, r.cell_w, r.cell_h);
   fmt::print("\n{:<24}{:>12}{:>14}{:>14}\n", "Species", "weight", "label x", "label y");
   for (const AreaSummary& a : areas)
-    fmt::print("{:<24}{:>12.4g}{:>14.4f}{:>14.4f}\n", m.names[a.species - 1], a.weight, a.x, a.y);
+    fmt::print("{:<24}{:>12.4g}{:>14.4f}{:>14.4f}\n", m.names[a.species - 1], a.weight, a.x - x_shift, a.y);
   for (int k = 1; k <= m.Count(); ++k)
     if (std::none_of(areas.begin(), areas.end(), [k](const AreaSummary& a) { return a.species == k; }))
       fmt::print("{:<24}{:>12}\n", m.names[k - 1], "absent");

@@ -44,7 +44,7 @@ std::optional<PredomSetup> Parse2(std::string_view text, std::string* error = nu
 
 struct TppReadResult {
   std::optional<PredomSetup> setup;  ///< without the missing species, axes and constant
-  std::vector<std::string> messages;  ///< one per missing item, in file order
+  std::vector<std::string> messages;  ///< one per missing item: species first, then axes and constant
   std::string error;                  ///< file not readable or not a set-up file
 };
 

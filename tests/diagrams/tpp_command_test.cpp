@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <fstream>
+#include <sstream>
 #include <nlohmann/json.hpp>
 
 #include "diagrams/sample_db.h"
@@ -127,6 +128,36 @@ TEST_F(TppCommand, WritesPngSvgAndPdf) {
   Outcome bad = Zyl("tpp " + (dir_ / "cuso.tpp").string() + db_ + "-o " + (dir_ / "d.gif").string());
   EXPECT_EQ(bad.status, 1);
   EXPECT_NE(bad.err.find("zyl: "), std::string::npos);
+}
+
+// A temperature axis entered in deg C is reported in deg C, as its title says; JSON keeps kelvin.
+TEST_F(TppCommand, CelsiusTemperatureAxisIsReportedInCelsius) {
+  PredomSetup s = testing::CuSOSetup();
+  s.x_axis = std::string(kTemperature), s.y_axis = "O2(g)", s.constant = "S2(g)";
+  s.xmin = 400, s.xmax = 1100, s.ymin = -24, s.ymax = 0, s.constant_value = -8;
+  s.celsius = true;
+  s.species = {"Cu", "Cu2O", "CuO", "Cu2S", "CuS", "CuSO4"};
+  ASSERT_TRUE(platform::WriteFileAtomic(dir_ / "cuos_t.tpp", FormatTpp(s)));
+  Outcome r = Zyl("tpp " + (dir_ / "cuos_t.tpp").string() + db_);
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find("X axis: Temperature (°C) from 400 to 1100\n"), std::string::npos) << r.out;
+  size_t at = r.out.find("label y\n");
+  ASSERT_NE(at, std::string::npos);
+  std::istringstream rows(r.out.substr(at + 8));
+  std::string name;
+  double weight, x, y;
+  int n = 0;
+  while (rows >> name >> weight >> x >> y) {
+    EXPECT_GE(x, 400) << name;
+    EXPECT_LE(x, 1100) << name;
+    ++n;
+  }
+  EXPECT_GT(n, 1);
+  Outcome j = Zyl("tpp " + (dir_ / "cuos_t.tpp").string() + db_ + "--json");
+  ASSERT_EQ(j.status, 0) << j.err;
+  nlohmann::json json = nlohmann::json::parse(j.out);
+  EXPECT_EQ(json["axes"]["x"]["unit"], "K");
+  EXPECT_DOUBLE_EQ(json["axes"]["x"]["min"].get<double>(), 673.15);
 }
 
 TEST_F(TppCommand, ProblemsAreReported) {
