@@ -383,6 +383,9 @@ void Balance::MReCalc() {
 }
 
 void Balance::MUnits(const BalanceUnits& units) {
+  // Temperatures of products found so far are kept in the display unit: they follow it.
+  double shift = TempOffset(book_->units().temp) - TempOffset(units.temp);
+  for (auto& [area, t] : product_t_) t += shift;
   book_->MUnits(units);
   UpdateTitle();
 }

@@ -184,6 +184,11 @@ TEST_F(Window, TemperatureSolverReports) {
   EXPECT_TRUE(tem.LabResult()->text().startsWith("Temperature of products = "));
   EXPECT_EQ(msgs.Last(), tem.LabResult()->text().toStdString());
   EXPECT_EQ(tem.Calculate().message, "Temperature balance OK");
+  ASSERT_NE(w->ProductTemperature(1), nullptr);
+  EXPECT_DOUBLE_EQ(*w->ProductTemperature(1), r.t_display);
+  w->MUnits({EnergyUnit::kcal, TempUnit::K, false});  // the found temperature follows the display unit
+  EXPECT_NEAR(*w->ProductTemperature(1), r.t_display + 273.15, 1e-9);
+  w->MUnits({EnergyUnit::kcal, TempUnit::C, false});
 
   BalMat mat(w.get());
   EXPECT_TRUE(mat.Report().contains("MATERIAL BALANCE"));
