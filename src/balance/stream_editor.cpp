@@ -154,10 +154,20 @@ void StreamDoc::WriteKmolFormula(int r) {
   }
 }
 
+void StreamDoc::ClearTotals() {
+  Sheet& sh = sheet();
+  for (int r = kStreamFirstRow; r <= sh.LastRow(); ++r) {
+    const CellValue& v = sh.Value(r, scol::kSpecies);
+    if (v.is_text() && v.text == "Total") sh.ClearAll(r, 0, r, scol::kDens);
+  }
+}
+
 bool StreamDoc::RefreshAll() {
   Sheet& sh = sheet();
   bool ok = true;
+  ClearTotals();  // rows typed below the total belong to the stream
   int last = LastSpeciesRow();
+  const std::string total_sum = "=SUM(" + Ref(scol::kAmount, kStreamFirstRow) + ":";
   for (int r = kStreamFirstRow; r <= last; ++r) {
     const CellValue& v = sh.Value(r, scol::kSpecies);
     std::string name = v.is_text() ? Trim(v.text) : std::string();
@@ -165,6 +175,8 @@ bool StreamDoc::RefreshAll() {
       sh.ClearContents(r, scol::kContent, r, scol::kDens);
       continue;
     }
+    // A species typed over the total row: its amount is not the old total.
+    if (sh.Formula(r, scol::kAmount).rfind(total_sum, 0) == 0) sh.ClearContents(r, scol::kAmount, r, scol::kAmount);
     const SpeciesInfo* sp = species_.Lookup(name);
     if (!sp) {
       msgs_.Show(NotFoundMessage(name, r + 1));
@@ -184,11 +196,7 @@ bool StreamDoc::RefreshAll() {
 
 void StreamDoc::RefreshSUM() {
   Sheet& sh = sheet();
-  // Old total row(s) away.
-  for (int r = kStreamFirstRow; r <= sh.LastRow(); ++r) {
-    const CellValue& v = sh.Value(r, scol::kSpecies);
-    if (v.is_text() && v.text == "Total") sh.ClearAll(r, 0, r, scol::kDens);
-  }
+  ClearTotals();
   int last = LastSpeciesRow();
   int total = std::max(last, kStreamFirstRow) + 1;
   sh.SetText(total, scol::kSpecies, "Total");

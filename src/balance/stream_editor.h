@@ -79,6 +79,8 @@ class StreamDoc {
 
  private:
   void Headings();
+  /// Removes the "Total" row(s); RefreshSUM writes it again below the last species.
+  void ClearTotals();
   void WriteKmolFormula(int row);
 
   SpeciesSource& species_;

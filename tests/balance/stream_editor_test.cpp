@@ -74,6 +74,25 @@ TEST(StreamEditor, SumAndContents) {
   EXPECT_EQ(e.msgs.Last(), "Cannot find: Unobtainium at row 10");
 }
 
+TEST(StreamEditor, RowsTypedOverOrBelowTheTotalJoinTheStream) {
+  Editor e;
+  platform::Sheet& sh = e.doc.sheet();
+  // As typed in the grid: the species into the total row, its amount next; then one more row under a gap.
+  sh.SetInput(S + 4, scol::kSpecies, "O2(g)");
+  e.doc.RefreshAll();
+  EXPECT_EQ(sh.Formula(S + 4, scol::kAmount), "");  // not the old total's SUM
+  sh.SetInput(S + 4, scol::kAmount, "0.63");
+  e.doc.RefreshAll();
+  sh.SetInput(S + 7, scol::kSpecies, "H2O(g)");
+  sh.SetInput(S + 7, scol::kAmount, "2");
+  EXPECT_TRUE(e.doc.RefreshAll());
+  EXPECT_DOUBLE_EQ(e.Kmol(4), 0.63);
+  EXPECT_DOUBLE_EQ(e.Kmol(7), 2);
+  EXPECT_EQ(sh.Value(S + 8, 0).text, "Total");
+  EXPECT_NEAR(sh.Number(S + 8, scol::kKmol).value(), 12.0, 1e-12);
+  EXPECT_EQ(e.doc.Species().size(), 6u);
+}
+
 TEST(StreamEditor, FileKeepsTheUnitAndCopiesIntoTheBalance) {
   testing::TempDir dir;
   Editor e;

@@ -29,6 +29,7 @@
 #include "balance/balance_io.h"
 #include "balance/window/stream_editor_window.h"
 #include "platform/paths.h"
+#include "platform/text.h"
 
 namespace zyl::balance::window {
 
@@ -139,6 +140,8 @@ BalMat::~BalMat() { delete grid_; }
 BalTarget::~BalTarget() { delete grid_; }
 
 void Balance::Rebind() {
+  has_clip_ = false;  // another workbook: the copied cells are gone
+  product_t_.clear();
   grid_->SetBook(&book_->book());
   grid_->Model()->SetEditHandler([this](int s, int r, int c, const std::string& input) {
     bool ok = book_->EditCell(s, r, c, input);
@@ -205,7 +208,7 @@ void Balance::BuildMenus() {
   save->setObjectName("MSave");
   save->setShortcut(QKeySequence::Save);
   connect(save, &QAction::triggered, this, [this] {
-    QString p = book_->file().empty()
+    QString p = SaveNeedsName()
                     ? QFileDialog::getSaveFileName(this, "Save Heat Balance", BalanceFolder(), kBalanceFilter)
                     : QString::fromStdString(book_->file().string());
     if (!p.isEmpty()) SaveFile(p);
@@ -353,6 +356,13 @@ bool Balance::SaveFile(const QString& path) {
   return true;
 }
 
+bool Balance::SaveNeedsName() const {
+  // An imported old file keeps its name in the title but must not be overwritten with a workbook.
+  return book_->file().empty() || platform::ToUpper(book_->file().extension().string()) != ".XLSX";
+}
+
+int Balance::ClipSheet() const { return has_clip_ ? book_->book().FindSheet(clip_sheet_) : -1; }
+
 bool Balance::ImportOld(const QString& path) {
   if (!ImportOhe(*book_, path.toStdString()).empty()) return false;
   Rebind();
@@ -373,6 +383,9 @@ void Balance::MReCalc() {
 }
 
 void Balance::MUnits(const BalanceUnits& units) {
+  // Temperatures of products found so far are kept in the display unit: they follow it.
+  double shift = TempOffset(book_->units().temp) - TempOffset(units.temp);
+  for (auto& [area, t] : product_t_) t += shift;
   book_->MUnits(units);
   UpdateTitle();
 }
@@ -384,7 +397,10 @@ void Balance::MInsBA() {
 }
 
 void Balance::MDelBA() {
-  if (book_->MDelBA(grid_->CurrentSheet())) grid_->Refresh();
+  if (!book_->MDelBA(grid_->CurrentSheet())) return;
+  has_clip_ = false;  // later areas were renumbered
+  product_t_.clear();
+  grid_->Refresh();
 }
 
 void Balance::MInsStream() {
@@ -415,7 +431,7 @@ void Balance::MCopy() {
   const platform::Sheet& sh = book_->book().sheet(grid_->CurrentSheet());
   clip_ = sh.Copy(r1, c1, r2, c2);
   has_clip_ = true;
-  clip_sheet_ = grid_->CurrentSheet();
+  clip_sheet_ = sh.name();
   clip_row_ = r1;
   QApplication::clipboard()->setText(QString::fromStdString(clip_.ToTsv()));
 }
@@ -425,6 +441,8 @@ void Balance::MPaste(platform::PasteMode mode) {
   int s = grid_->CurrentSheet();
   SheetRole role = book_->Role(s);
   bool area = role == SheetRole::In || role == SheetRole::Out || role == SheetRole::Bal;
+  int clip_sheet = ClipSheet();
+  if (clip_sheet < 0) has_clip_ = false;
   if (!has_clip_) {
     // Text from elsewhere: typed cell by cell.
     QStringList lines = QApplication::clipboard()->text().split('\n');
@@ -443,7 +461,7 @@ void Balance::MPaste(platform::PasteMode mode) {
     return;
   }
   // On balance sheets every pasted cell goes through the same rules as typing.
-  const platform::Sheet& src = book_->book().sheet(clip_sheet_);
+  const platform::Sheet& src = book_->book().sheet(clip_sheet);
   for (const platform::Clip::Item& it : clip_.items) {
     std::string text = mode == platform::PasteMode::Values ? platform::FormatValue(it.value, "")
                                                            : src.InputText(clip_.row + it.dr, clip_.col + it.dc);
@@ -453,8 +471,9 @@ void Balance::MPaste(platform::PasteMode mode) {
 }
 
 void Balance::MPasteL() {
-  if (!has_clip_) return;
-  book_->MPasteL(clip_sheet_, clip_row_, grid_->CurrentSheet(), grid_->CurrentCell().first);
+  int clip_sheet = ClipSheet();
+  if (clip_sheet < 0) return;
+  book_->MPasteL(clip_sheet, clip_row_, grid_->CurrentSheet(), grid_->CurrentCell().first);
 }
 
 void Balance::MPasteE() {

@@ -6,6 +6,7 @@
 #include <QMainWindow>
 #include <map>
 #include <memory>
+#include <string>
 
 #include "balance/balance_book.h"
 #include "balance/balance_calc.h"
@@ -58,6 +59,8 @@ class Balance : public QMainWindow {
   bool OpenFile(const QString& path);
   bool SaveFile(const QString& path);
   bool ImportOld(const QString& path);
+  /// True when MSave must ask for a file name: a new balance, or one imported from an old text file.
+  bool SaveNeedsName() const;
 
   // Menu commands (the dialogs' answers given, for the tests).
   void MNew();
@@ -89,6 +92,8 @@ class Balance : public QMainWindow {
   void BuildMenus();
   void Rebind();
   void UpdateTitle();
+  /// Sheet the last MCopy came from, -1 when it no longer exists.
+  int ClipSheet() const;
   QAction* Add(QMenu* menu, const char* name, const QString& text, void (Balance::*slot)(),
                const QKeySequence& key = {});
 
@@ -100,7 +105,8 @@ class Balance : public QMainWindow {
   QLabel* status_;
   platform::Clip clip_;
   bool has_clip_ = false;
-  int clip_sheet_ = -1, clip_row_ = -1;
+  std::string clip_sheet_;  ///< by name: sheet indices move when areas are inserted
+  int clip_row_ = -1;
   std::map<int, double> product_t_;
   int target_row_ = -1;  ///< task row last selected on the Target sheet
 };

@@ -9,6 +9,7 @@
 #include <QPixmap>
 #include <QTableView>
 #include <cstdlib>
+#include <fstream>
 
 #include "../balance_test_util.h"
 #include "balance/window/stream_editor_window.h"
@@ -121,6 +122,53 @@ TEST_F(Window, InsertStreamThenPasteItAsLinks) {
   EXPECT_EQ(Shown(R + 1, col::kKmol), "1.500");
 }
 
+TEST_F(Window, CopiedStreamSurvivesAreaChangesAndIsDroppedWithItsWorkbook) {
+  BalanceBook& b = w->book();
+  b.PutStream(2, R, "Flue gas");
+  b.PutSpecies(2, R + 1, "CO2(g)", 25, col::kKmol, 1.5);
+  w->F1Heat()->Refresh();
+  w->F1Heat()->SelectSheet(2);
+  w->F1Heat()->SetCurrentCell(R, 0);
+  w->MCopy();
+  w->MInsBA();  // OUT1 moves from sheet 2 to sheet 3
+  int in2 = b.InSheet(2);
+  w->F1Heat()->SelectSheet(in2);
+  w->F1Heat()->SetCurrentCell(R, 0);
+  w->MPasteL();
+  EXPECT_EQ(b.book().sheet(in2).Formula(R + 1, col::kFormula), "=OUT1!A5");
+
+  w->F1Heat()->SelectSheet(b.OutSheet(2));
+  w->F1Heat()->SetCurrentCell(R, 0);
+  w->MCopy();
+  w->F1Heat()->SelectSheet(1);
+  w->MDelBA();  // area 2 becomes area 1: the copied sheet is gone
+  w->F1Heat()->SelectSheet(1);
+  w->F1Heat()->SetCurrentCell(R + 5, 0);
+  w->MPasteL();
+  w->MPaste();
+  EXPECT_TRUE(b.book().sheet(1).Value(R + 5, col::kFormula).empty());
+
+  w->MCopy();
+  w->MNew();
+  w->MPasteL();  // nothing to paste from the old workbook
+  EXPECT_TRUE(b.book().sheet(1).Value(R, col::kFormula).empty());
+}
+
+TEST_F(Window, SaveAsksForANameUnlessTheFileIsAWorkbook) {
+  balance::testing::TempDir dir;
+  EXPECT_TRUE(w->SaveNeedsName());
+  std::filesystem::path old = dir / "KILN.OHE";
+  {
+    std::ofstream f(old);
+    f << "COMPONENT\nIN CaCO3 25 1\nOUT CaO 900 1\n";
+  }
+  ASSERT_TRUE(w->ImportOld(QString::fromStdString(old.string())));
+  EXPECT_TRUE(w->windowTitle().endsWith("KILN.OHE"));
+  EXPECT_TRUE(w->SaveNeedsName());  // never overwrite the old text file with a workbook
+  ASSERT_TRUE(w->SaveFile(QString::fromStdString((dir / "kiln.xlsx").string())));
+  EXPECT_FALSE(w->SaveNeedsName());
+}
+
 TEST_F(Window, TemperatureSolverReports) {
   BalanceBook& b = w->book();
   b.PutSpecies(1, R, "CH4(g)", 25, col::kKmol, 1);
@@ -136,6 +184,11 @@ TEST_F(Window, TemperatureSolverReports) {
   EXPECT_TRUE(tem.LabResult()->text().startsWith("Temperature of products = "));
   EXPECT_EQ(msgs.Last(), tem.LabResult()->text().toStdString());
   EXPECT_EQ(tem.Calculate().message, "Temperature balance OK");
+  ASSERT_NE(w->ProductTemperature(1), nullptr);
+  EXPECT_DOUBLE_EQ(*w->ProductTemperature(1), r.t_display);
+  w->MUnits({EnergyUnit::kcal, TempUnit::K, false});  // the found temperature follows the display unit
+  EXPECT_NEAR(*w->ProductTemperature(1), r.t_display + 273.15, 1e-9);
+  w->MUnits({EnergyUnit::kcal, TempUnit::C, false});
 
   BalMat mat(w.get());
   EXPECT_TRUE(mat.Report().contains("MATERIAL BALANCE"));
