@@ -11,6 +11,7 @@
 #include "thermo/formula.h"
 #include "thermo/species_db.h"
 #include "tools/nasa_thermo.h"
+#include "tools/llnl.h"
 #include "tools/obigt.h"
 #include "tools/species_names.h"
 
@@ -23,6 +24,22 @@ constexpr double kAqueousNoCpTMax = 373.15;  // K, when the source gives no Cp a
 constexpr double kStartTolerance = 300.0;    // K: a first interval starting at or below this starts at 298.15
 constexpr size_t kMaxNameLength = 24;        // the Formula field
 constexpr double kMineralDefaultTMax = 573.15;  // K, a mineral whose Cp equation states no limit
+constexpr double kWaterG = -237140.0 / kCalToJ;  // cal/mol, liquid water at 25 °C (CODATA), if OBIGT lacks it
+constexpr std::string_view kLlnlReference = "llnl.dat (PHREEQC); Cp Kopp estimate";
+
+// Solids taken from llnl.dat (by their phase name there) when the database has no species of that name.
+constexpr std::string_view kLlnlSolids[] = {"NiCl2", "CoCl2", "ZnCl2",  "Scacchite", "NiSO4",
+                                            "MnSO4", "NiCO3", "CrCl2", "CrCl3"};
+
+// Species holding each element in its reference state at 25 °C, and atoms per formula unit; elements
+// not listed are their own condensed species.
+struct ReferenceState {
+  std::string_view element, species;
+  double atoms;
+};
+constexpr ReferenceState kReferenceStates[] = {{"H", "H2(g)", 2},  {"O", "O2(g)", 2},  {"N", "N2(g)", 2},
+                                               {"F", "F2(g)", 2},  {"Cl", "Cl2(g)", 2}, {"Br", "Br2", 2},
+                                               {"I", "I2", 2}};
 
 // Reliability classes (stored in ReliabilityClass):
 constexpr int16_t kClassEvaluated = 1;  // critically evaluated tables (JANAF, CODATA, Gurvich, NIST), conventions
@@ -280,6 +297,12 @@ BuildResult BuildMainDatabase(const BuildOptions& opt, const BuildProgress& prog
       !read("obigt/element.csv", &element_text))
     return res;
   const auto element_names = ElementNames(opt.sources / "elements/atomic_weights.csv");
+  std::vector<LlnlPhase> llnl_phases;
+  {
+    std::string err;
+    if (auto t = platform::ReadFile(opt.sources / "phreeqc/llnl.dat", &err)) llnl_phases = ParseLlnlPhases(*t);
+    else res.warnings.push_back(fmt::format("phreeqc/llnl.dat not read ({}): its solids are left out", err));
+  }
   const auto element_s = ParseElementEntropies(element_text);
 
   NasaFile nasa = ParseNasaThermo(nasa_text);
@@ -533,7 +556,11 @@ BuildResult BuildMainDatabase(const BuildOptions& opt, const BuildProgress& prog
   }
 
   // ---- fit everything ---------------------------------------------------------------------------
-  const int total = static_cast<int>(gas_cands.size() + cond_cands.size() + aq_cands.size() + min_cands.size()) + 2;
+  const auto llnl_count = std::count_if(llnl_phases.begin(), llnl_phases.end(), [](const LlnlPhase& p) {
+    return std::find(std::begin(kLlnlSolids), std::end(kLlnlSolids), p.name) != std::end(kLlnlSolids);
+  });
+  const int total = static_cast<int>(gas_cands.size() + cond_cands.size() + aq_cands.size() + min_cands.size() +
+                                     static_cast<size_t>(llnl_count)) + 2;
   int done = 0;
   std::set<std::string> names;
   auto finish = [&](Candidate& c, std::string_view kind) {
@@ -620,6 +647,72 @@ BuildResult BuildMainDatabase(const BuildOptions& opt, const BuildProgress& prog
   }
   for (auto& c : aq_cands) finish(c, "OBIGT");
   for (auto& c : min_cands) finish(c, "OBIGT");
+
+  // ---- llnl.dat solids that neither NASA nor OBIGT has --------------------------------------------
+  // G from log K of the dissolution and the OBIGT ions; S from that G and the file's enthalpy of
+  // formation with the element entropies of the species built above; Cp constant by Kopp's rule.
+  if (!llnl_phases.empty()) {
+    std::map<std::string, double> species_g = {{"H+", 0.0}, {"H2O", kWaterG}};
+    for (const ObigtRow& row : aq_rows)
+      if (row.state == "aq" && !std::isnan(row.G)) species_g[row.formula] = row.G;
+    for (const ObigtRow& row : aq_rows)
+      if (row.formula == "H2O" && row.state == "liq" && !std::isnan(row.G)) species_g["H2O"] = row.G;
+    // Element entropies (cal/(mol K) per atom) from the NASA reference-state species built above.
+    std::map<std::string, size_t> built;
+    for (size_t i = 0; i < res.species.size(); ++i)
+      if (res.species[i].origin == SpeciesOrigin::NasaGas || res.species[i].origin == SpeciesOrigin::NasaCondensed)
+        built[res.species[i].name] = i;
+    std::map<std::string, double> nasa_element_s;
+    auto element_entropy = [&](const std::string& el) {
+      std::string species = el;
+      double atoms = 1;
+      for (const ReferenceState& r : kReferenceStates)
+        if (r.element == el) {
+          species = r.species;
+          atoms = r.atoms;
+        }
+      auto it = built.find(species);
+      if (it == built.end()) return;
+      double h = 0, S = 0;
+      EvaluateRanges(res.species[it->second].ranges, kTRef, &h, &S);
+      nasa_element_s[el] = S / atoms;
+    };
+    for (std::string_view want : kLlnlSolids) {
+      auto p = std::find_if(llnl_phases.begin(), llnl_phases.end(), [&](const LlnlPhase& x) { return x.name == want; });
+      if (p == llnl_phases.end()) {
+        res.warnings.push_back(fmt::format("llnl.dat {}: not in the file", want));
+        continue;
+      }
+      if (names.count(p->formula)) {  // the database has it from a primary source
+        if (progress) progress(++done, total, p->formula);
+        continue;
+      }
+      Candidate c;
+      c.plain = p->formula;
+      c.comp = ParsedComposition(p->formula);
+      for (const auto& [el, n] : c.comp) element_entropy(el);
+      std::string why;
+      auto d = DeriveSolid(*p, c.comp, species_g, nasa_element_s, &why);
+      if (!d) {
+        res.warnings.push_back(fmt::format("llnl.dat {}: {}, left out", p->name, why));
+        if (progress) progress(++done, total, p->formula);
+        continue;
+      }
+      c.sp.name = p->formula;
+      c.sp.origin = SpeciesOrigin::LlnlMineral;
+      c.sp.references = std::string(kLlnlReference);
+      c.sp.reliability = kClassDerived;
+      if (p->name != p->formula) c.sp.common_name = p->name;
+      SourceSegment seg;
+      seg.src = std::make_shared<ConstantCpSource>(d->H, d->S, KoppCp(c.comp));
+      seg.t1 = kTRef;
+      seg.t2 = std::isnan(p->t_max) ? kMineralDefaultTMax : std::min(p->t_max, opt.t_max);
+      seg.phase = "s";
+      seg.origin = fmt::format("llnl.dat {} line {} 298.15 K, Kopp Cp", p->name, p->line);
+      c.segs.push_back(std::move(seg));
+      finish(c, "llnl.dat");
+    }
+  }
 
   // ---- melting and boiling points ----------------------------------------------------------------
   std::map<std::string, size_t> index;

@@ -3,6 +3,7 @@
 //   nasa/thermo.inp        gases, gas ions and condensed substances (all phases of one substance merged);
 //   obigt/inorganic_aq.csv aqueous ions and neutral species (25 °C data, constant Cp to 573.15 K);
 //   obigt/inorganic_cr.csv, obigt/SUPCRT92.csv  minerals that NASA does not have;
+//   phreeqc/llnl.dat (optional)  a few metal chlorides and sulfates that neither has (derived 25 °C data);
 //   elements/atomic_weights.csv  element names.
 // Output: MainDB6.ZYL + .CAT sorted into catalogue blocks, an empty OwnDB6.ZYL + .CAT, and the fit
 // report MainDB6-fit.csv. The same sources give the same bytes.
@@ -20,7 +21,7 @@
 namespace zyl::tools {
 
 /// Where a species came from.
-enum class SpeciesOrigin { NasaGas, NasaCondensed, ObigtAqueous, ObigtMineral, Convention };
+enum class SpeciesOrigin { NasaGas, NasaCondensed, ObigtAqueous, ObigtMineral, LlnlMineral, Convention };
 
 struct BuiltSpecies {
   std::string name;  ///< database formula: "O2(g)", "Na(+g)", "Fe", "SO4(-2a)"

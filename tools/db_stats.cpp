@@ -13,6 +13,7 @@ std::string_view OriginName(SpeciesOrigin origin) {
     case SpeciesOrigin::NasaCondensed: return "NASA condensed";
     case SpeciesOrigin::ObigtAqueous: return "OBIGT aqueous";
     case SpeciesOrigin::ObigtMineral: return "OBIGT mineral";
+    case SpeciesOrigin::LlnlMineral: return "llnl.dat mineral";
     case SpeciesOrigin::Convention: return "convention";
   }
   return "";
