@@ -40,7 +40,7 @@ bool IsKeyword(const std::string& line) {
 std::optional<double> Number(const std::string& s) {
   char* end = nullptr;
   double v = std::strtod(s.c_str(), &end);
-  if (end == s.c_str() || *end != '\0') return std::nullopt;
+  if (end == s.c_str() || *end != '\0' || !std::isfinite(v)) return std::nullopt;
   return v;
 }
 
@@ -122,7 +122,7 @@ std::vector<LlnlPhase> ParseLlnlPhases(std::string_view text) {
         std::istringstream vs(rest.substr(22));
         double v = NAN;
         std::string unit;
-        if (vs >> v >> unit) {
+        if (vs >> v >> unit && std::isfinite(v)) {
           if (unit == "kcal/mol") v *= kCalToJ;
           else if (unit != "kJ/mol") v = NAN;
           cur->dfh = v == 0 ? NAN : v;

@@ -5,7 +5,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
+#include <random>
 
 #include "db_test_util.h"
 #include "tools/db_builder.h"
@@ -76,6 +78,30 @@ TEST(LlnlPhases, ReadsThePhasesBlockOnly) {
   EXPECT_TRUE(std::isnan(phases[3].dfh));
   EXPECT_TRUE(ParseLlnlPhases("").empty());
   EXPECT_TRUE(ParseLlnlPhases("PHASES\nX\n  X = \n").empty());
+}
+
+// Corrupted files never crash the reader, and what it returns is usable.
+TEST(LlnlPhases, SurvivesCorruptedInput) {
+  const char* env = std::getenv("ZYL_FUZZ_CASES");
+  const int cases = env ? std::max(1, std::atoi(env)) : 100000;
+  const std::string good = kSnippet;
+  std::mt19937 rng(2024);
+  for (int i = 0; i < cases; ++i) {
+    std::string t = good;
+    if (i % 2 == 0) {
+      for (int k = 0; k < 3; ++k) t[rng() % t.size()] = " +=-#\n0e.P_"[rng() % 12];
+    } else {
+      t.erase(rng() % t.size(), rng() % 60);
+    }
+    for (const LlnlPhase& p : ParseLlnlPhases(t)) {
+      ASSERT_FALSE(p.formula.empty());
+      ASSERT_FALSE(p.products.empty());
+      for (const auto& [nu, name] : p.products) ASSERT_TRUE(std::isfinite(nu) && !name.empty());
+      for (const auto& [nu, name] : p.reactants) ASSERT_TRUE(std::isfinite(nu) && !name.empty());
+      ASSERT_TRUE(std::isnan(p.log_k) || std::isfinite(p.log_k));
+      ASSERT_TRUE(std::isnan(p.dfh) || std::isfinite(p.dfh));
+    }
+  }
 }
 
 TEST(LlnlPhases, KoppCp) {
