@@ -28,8 +28,10 @@ constexpr double kWaterG = -237140.0 / kCalToJ;  // cal/mol, liquid water at 25 
 constexpr std::string_view kLlnlReference = "llnl.dat (PHREEQC); Cp Kopp estimate";
 
 // Solids taken from llnl.dat (by their phase name there) when the database has no species of that name.
-constexpr std::string_view kLlnlSolids[] = {"NiCl2", "CoCl2", "ZnCl2",  "Scacchite", "NiSO4",
-                                            "MnSO4", "NiCO3", "CrCl2", "CrCl3"};
+// Only those whose derived 25 °C entropy agrees with the NBS tables: with the OBIGT ions, MnCl2
+// (Scacchite) and MnSO4 come out 8.5 J/(mol K) high and CrCl3 37 J/(mol K) high, so they are left out;
+// NiCO3 has no enthalpy of formation in the file.
+constexpr std::string_view kLlnlSolids[] = {"NiCl2", "CoCl2", "ZnCl2", "NiSO4", "NiCO3"};
 
 // Species holding each element in its reference state at 25 °C, and atoms per formula unit; elements
 // not listed are their own condensed species.
