@@ -93,7 +93,7 @@ void RegisterDbBuild(CLI::App& app) {
   auto opts = std::make_shared<DbBuildOptions>();
   CLI::App* db = DbGroup(app);
   auto* cmd = db->add_subcommand("build", "Build MainDB6.ZYL and an empty OwnDB6.ZYL from the public sources");
-  cmd->add_option("--sources", opts->sources, "Folder holding nasa/, obigt/ and elements/")->required();
+  cmd->add_option("--sources", opts->sources, "Folder holding nasa/, obigt/, elements/ and (optional) phreeqc/")->required();
   cmd->add_option("--out", opts->out, "Output folder, e.g. data/Databases")->required();
   cmd->add_flag("--quiet", opts->quiet, "No progress and no warnings on stderr");
   cmd->add_flag("--json", opts->json,
