@@ -520,17 +520,25 @@ void Balance::MHelp() {
 
 // ---------------------------------------------------------------------------------------------------------------
 
+namespace {
+/// "Balance area:" with a spin box over the areas of the balance, preset to its current area.
+QSpinBox* AddAreaChooser(QHBoxLayout* row, Balance* balance, QWidget* parent) {
+  row->addWidget(new QLabel("Balance area:", parent));
+  auto* area = new QSpinBox(parent);
+  area->setObjectName("SpinArea");
+  area->setRange(1, std::max(1, balance->book().AreaCount()));
+  area->setValue(balance->CurrentArea());
+  row->addWidget(area);
+  return area;
+}
+}  // namespace
+
 BalTem::BalTem(Balance* balance, QWidget* parent) : QDialog(parent), balance_(balance) {
   setObjectName("BalTem");
   setWindowTitle("Temperature of Products");
   auto* layout = new QVBoxLayout(this);
   auto* row = new QHBoxLayout;
-  row->addWidget(new QLabel("Balance area:", this));
-  area_ = new QSpinBox(this);
-  area_->setObjectName("SpinArea");
-  area_->setRange(1, std::max(1, balance->book().AreaCount()));
-  area_->setValue(balance->CurrentArea());
-  row->addWidget(area_);
+  area_ = AddAreaChooser(row, balance, this);
   auto* calc = new QPushButton("Calculate", this);
   calc->setObjectName("ButCalc");
   row->addWidget(calc);
@@ -561,12 +569,7 @@ BalMat::BalMat(Balance* balance, QWidget* parent) : QDialog(parent), balance_(ba
   setWindowTitle("Material Balance");
   auto* layout = new QVBoxLayout(this);
   auto* row = new QHBoxLayout;
-  row->addWidget(new QLabel("Balance area:", this));
-  area_ = new QSpinBox(this);
-  area_->setObjectName("SpinArea");
-  area_->setRange(1, std::max(1, balance->book().AreaCount()));
-  area_->setValue(balance->CurrentArea());
-  row->addWidget(area_);
+  area_ = AddAreaChooser(row, balance, this);
   auto* copy = new QPushButton("Copy Report", this);
   copy->setObjectName("ButCopy");
   row->addWidget(copy);
