@@ -73,6 +73,9 @@ SpeciesLocation Locate(std::string_view name, const SpeciesDatabases& dbs) {
   return {};
 }
 
+
+}  // namespace
+
 SpeciesRange RangeOf(const SpeciesRecord& r) {
   SpeciesRange x;
   x.mw = r.mw;
@@ -87,8 +90,6 @@ SpeciesRange RangeOf(const SpeciesRecord& r) {
   std::memcpy(x.phase, r.phase.data(), std::min<size_t>(r.phase.size(), 2));
   return x;
 }
-
-}  // namespace
 
 RecordSpan FindSpeciesInDb(std::string_view name, const SpeciesDb& db) {
   name = TrimRight(name);

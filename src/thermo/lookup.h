@@ -58,6 +58,9 @@ SpeciesLocation FindSpecies(std::string_view name, const SpeciesDatabases& dbs);
 /// The same on the shared pair.
 SpeciesLocation FindSpecies(std::string_view name);
 
+/// One record in the working form (H in cal/mol, double precision).
+SpeciesRange RangeOf(const SpeciesRecord& r);
+
 /// Reads the located records into the working form (H times 1000, double precision).
 /// Empty ranges when the location is not found or a record can not be read.
 SpeciesData ReadSpeciesData(const SpeciesLocation& loc, std::string_view name = {});

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "thermo/lookup.h"
 #include "thermo/species_data.h"
 #include "thermo/species_db.h"
 
@@ -44,18 +45,7 @@ inline std::vector<DbSpecies> ReadDbSpecies(const std::filesystem::path& path) {
       thermo::SetSpeciesName(out.back().data, r.formula);
       out.back().data.density = r.density;
     }
-    thermo::SpeciesRange g;
-    g.mw = r.mw;
-    g.h = 1000.0 * r.h;
-    g.s = r.s;
-    g.a = r.a;
-    g.b = r.b;
-    g.c = r.c;
-    g.d = r.d;
-    g.t1 = r.t1;
-    g.t2 = r.t2;
-    for (size_t k = 0; k < 2 && k < r.phase.size(); ++k) g.phase[k] = r.phase[k];
-    out.back().data.ranges.push_back(g);
+    out.back().data.ranges.push_back(thermo::RangeOf(r));
     out.back().records.push_back(r);
   }
   return out;
