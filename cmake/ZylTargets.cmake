@@ -9,7 +9,6 @@ function(zyl_core_library name)
   add_library(zyl_${name} STATIC ${srcs})
   target_include_directories(zyl_${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
   target_link_libraries(zyl_${name} PUBLIC ${Z_DEPS})
-  target_compile_definitions(zyl_${name} PRIVATE ZYL_SOURCE_DATA_DIR="${ZYL_SOURCE_DATA_DIR}")
 endfunction()
 
 # zyl_window_library(<subsystem> [DEPS targets...]): Qt library zyl_<subsystem>_window from src/<subsystem>/window/*.cpp.
