@@ -126,6 +126,14 @@ double EnergyDivisor(EnergyUnit u) {
 double TempOffset(TempUnit u) { return u == TempUnit::C ? kCelsiusOffset : 0.0; }
 std::string_view TempUnitName(TempUnit u) { return u == TempUnit::C ? "°C" : "K"; }
 
+std::optional<double> RowKelvin(const platform::CellValue& t, TempUnit u) {
+  if (t.empty()) return kDefaultTemperature;
+  if (!t.is_number()) return std::nullopt;
+  const double T = t.number + TempOffset(u);
+  if (!std::isfinite(T) || T <= 0) return std::nullopt;
+  return T;
+}
+
 bool IsGas(std::string_view formula) {
   std::string f = Trim(formula);
   return f.size() >= 2 && f.compare(f.size() - 2, 2, "g)") == 0;
@@ -518,18 +526,25 @@ bool BalanceBook::StreamFill(int sheet, int row, int typed_col) {
   }
   int input = typed_col >= col::kKmol && typed_col <= col::kNm3 ? typed_col : InputColumn(sheet, row);
   const CellValue& t = sh.Value(row, col::kTemp);
-  double T = t.empty() ? kDefaultTemperature : t.AsNumber().value_or(0) + TempOffset(units_.temp);  // K
-  if (T <= 0) T = 0.01;
-  thermo::SpeciesValues v = thermo::CalcSpeciesAtT(sp->data, T);
-  thermo::SpeciesValues v0 = thermo::CalcSpeciesAtT(sp->data, thermo::kT0);
-  const double factor = EnergyFactor(units_.energy);  // energy unit per kcal; H in cal/mol = kcal/kmol
+  const std::optional<double> T = RowKelvin(t, units_.temp);  // K
   // Unchanged cells are not written again, so that a refill recalculates only what moved.
   auto number = [&](int c, double x) {
     const CellValue& old = sh.Value(row, c);
     if (!old.is_number() || old.number != x || sh.Find(row, c)->has_formula()) sh.SetNumber(row, c, x);
   };
-  number(col::kSpecLatH, (v.h - v0.h) * factor);
-  number(col::kSpecTotH, v.h * factor);
+  if (T) {
+    thermo::SpeciesValues v = thermo::CalcSpeciesAtT(sp->data, *T);
+    thermo::SpeciesValues v0 = thermo::CalcSpeciesAtT(sp->data, thermo::kT0);
+    const double factor = EnergyFactor(units_.energy);  // energy unit per kcal; H in cal/mol = kcal/kmol
+    number(col::kSpecLatH, (v.h - v0.h) * factor);
+    number(col::kSpecTotH, v.h * factor);
+  } else {
+    // No temperature: error enthalpies, which every total that uses them shows.
+    const std::string err = std::string("=") + std::string(platform::ErrorText(
+        t.AsNumber() ? platform::CellError::Num : platform::CellError::Value));
+    for (int c : {col::kSpecLatH, col::kSpecTotH})
+      if (sh.Formula(row, c) != err) sh.SetFormula(row, c, err);
+  }
   number(col::kMW, sp->mw);
   number(col::kDens, BalanceDensity(name, sp->mw, sp->db_density, units_.ideal_gas));
   number(col::kDbNo, sp->db_no);

@@ -112,6 +112,9 @@ double EnergyDivisor(EnergyUnit u);
 double TempOffset(TempUnit u);
 /// "°C" or "K".
 std::string_view TempUnitName(TempUnit u);
+/// Kelvin of a temperature cell: an empty cell is 25 °C; nullopt for a text, an error, or a temperature that
+/// is not finite or not above absolute zero.
+std::optional<double> RowKelvin(const platform::CellValue& t, TempUnit u);
 
 // ---------------------------------------------------------------------------------------------------------------
 

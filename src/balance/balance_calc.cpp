@@ -16,9 +16,57 @@ namespace {
 
 int Sign(double v) { return v > 0 ? 1 : v < 0 ? -1 : 0; }
 
-double RowKelvin(const RowData& r, double offset) { return r.t_display + offset; }
+double DisplayKelvin(const RowData& r, double offset) { return r.t_display + offset; }
 
 }  // namespace
+
+// ---------------------------------------------------------------------------------------------------------------
+// Cells that make a balance unusable
+
+std::vector<BalanceProblem> CheckBalance(BalanceBook& book, int area) {
+  std::vector<BalanceProblem> out;
+  const platform::Workbook& wb = book.book();
+  auto where = [&](int sheet, int row, int c) {
+    return wb.sheet(sheet).name() + "!" + platform::ColumnName(c) + std::to_string(row + 1);
+  };
+  std::vector<int> sheets;
+  for (int k = 1; k <= book.AreaCount(); ++k)
+    if (area <= 0 || k == area) {
+      sheets.push_back(book.InSheet(k));
+      sheets.push_back(book.OutSheet(k));
+    }
+  for (int sheet : sheets) {
+    const Sheet& sh = wb.sheet(sheet);
+    for (const RowData& r : book.Rows(sheet)) {
+      auto add = [&](int c, std::string text) { out.push_back({sheet, r.row, c, where(sheet, r.row, c) + text}); };
+      if (r.kind == RowKind::Species && !r.formula.empty() && !book.species().Lookup(r.formula)) {
+        add(col::kFormula, ": Cannot find: " + r.formula);
+        continue;
+      }
+      const platform::CellValue& t = sh.Value(r.row, col::kTemp);
+      if (r.kind != RowKind::Heat && !t.is_error() && !RowKelvin(t, book.units().temp)) {
+        if (!t.is_number()) add(col::kTemp, ": the temperature is not a number");
+        else add(col::kTemp, fmt::format(": {:g} {} is below absolute zero", t.number, TempUnitName(book.units().temp)));
+        continue;
+      }
+      // The first error of the row is where it starts; the cells to its right only repeat it.
+      for (int c = col::kTemp; c <= col::kTotH; ++c) {
+        const platform::CellValue& v = sh.Value(r.row, c);
+        if (v.is_error()) {
+          add(c, " holds " + std::string(platform::ErrorText(v.error)));
+          break;
+        }
+      }
+    }
+  }
+  return out;
+}
+
+std::string ProblemsText(const std::vector<BalanceProblem>& problems) {
+  std::string text;
+  for (const BalanceProblem& p : problems) text += (text.empty() ? "" : "\n") + p.message;
+  return text;
+}
 
 // ---------------------------------------------------------------------------------------------------------------
 // Temperature of products
@@ -88,7 +136,7 @@ EvalOutputHeat::EvalOutputHeat(BalanceBook& book, int area, double divisor, doub
     if (const SpeciesInfo* sp = book.species().Lookup(r.formula)) species_.push_back({&sp->data, r.kmol});
     else fixed_ += r.tot_h * to_base;
     if (std::round(r.kmol) > 0) {
-      if (counted_ == 0) t1_ = RowKelvin(r, offset);
+      if (counted_ == 0) t1_ = DisplayKelvin(r, offset);
       tsum += r.t_display;
       ++counted_;
     }
@@ -109,6 +157,11 @@ TBalResult CalTBal(BalanceBook& book, int area, bool show) {
 
 TBalResult CalTBal(BalanceBook& book, int area, bool show, double energy_divisor, double temp_offset) {
   TBalResult res;
+  if (std::vector<BalanceProblem> problems = CheckBalance(book, area); !problems.empty()) {
+    res.message = ProblemsText(problems);
+    book.messages().Show(res.message);
+    return res;
+  }
   EvalOutputHeat eval(book, area, energy_divisor, temp_offset);
   if (eval.counted() == 0) {
     res.message = std::string(kMsgNoOutput);

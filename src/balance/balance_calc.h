@@ -24,6 +24,18 @@ inline constexpr std::string_view kMsgTBalOk = "Temperature balance OK";
 inline constexpr std::string_view kMsgCalculatingT = "Calculating temperature. ";
 inline constexpr std::string_view kMsgPleaseWait = "Please wait !";
 
+/// A cell that makes the results of a balance meaningless.
+struct BalanceProblem {
+  int sheet = 0, row = 0, col = 0;  ///< 0-based
+  std::string message;              ///< names the sheet and cell: "IN1!C4 holds #DIV/0!"
+};
+
+/// Unknown species, temperatures that are no temperature (text, not above 0 K) and error values in the rows
+/// of the IN and OUT sheets of an area (0: of every area), in sheet and row order, one per row.
+std::vector<BalanceProblem> CheckBalance(BalanceBook& book, int area = 0);
+/// The messages of the problems, one a line.
+std::string ProblemsText(const std::vector<BalanceProblem>& problems);
+
 /// The iteration of CalTBal on a residual f(T) (T in K) that grows with T.
 struct TBalSolution {
   double T = 0;            ///< K, final temperature
@@ -74,7 +86,7 @@ class EvalOutputHeat {
 
 /// Result of CalTBal.
 struct TBalResult {
-  bool done = false;        ///< false: "No Output Species !" (nothing changed)
+  bool done = false;        ///< false: "No Output Species !" or a CheckBalance problem (nothing changed)
   bool iterated = false;    ///< false: "Temperature balance OK"
   double T = 0;             ///< K
   double t_display = 0;     ///< in the display unit

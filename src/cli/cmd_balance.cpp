@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <cmath>
 #include <fmt/format.h>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -98,11 +99,20 @@ int OpenBalance(Session& s, const BalanceOptions& o) {
   return 0;
 }
 
+/// Refills and recalculates. Fails naming every cell of the areas (0: all) that leaves the results meaningless:
+/// an unknown species, a temperature that is none, an error value.
+int Recalculate(Session& s, const BalanceOptions& o, int area) {
+  s.book->MReCalc(o.area);
+  s.msgs.Clear();  // unknown species are among the problems
+  std::vector<bal::BalanceProblem> problems = bal::CheckBalance(*s.book, area);
+  for (const bal::BalanceProblem& p : problems) Fail(o.file + ": " + p.message);
+  return problems.empty() ? 0 : ExitCode();
+}
+
 int RunRecalc(const BalanceOptions& o) {
   Session s;
   if (OpenBalance(s, o)) return ExitCode();
-  s.book->MReCalc(o.area);
-  s.Flush();
+  if (Recalculate(s, o, 0)) return ExitCode();
   std::string unit(bal::EnergyUnitName(s.book->units().energy));
   auto areas = bal::ReadBalSheet(*s.book);
   bal::Totals total = bal::BalTot(*s.book);
@@ -131,8 +141,7 @@ int RunRecalc(const BalanceOptions& o) {
 int RunTemperature(const BalanceOptions& o) {
   Session s;
   if (OpenBalance(s, o)) return ExitCode();
-  s.book->MReCalc(o.area);
-  s.Flush();
+  if (Recalculate(s, o, o.area)) return ExitCode();
   bal::TBalResult r = bal::CalTBal(*s.book, o.area, false);
   s.msgs.Clear();
   if (!r.done) return Fail(r.message);
@@ -154,9 +163,12 @@ int RunTemperature(const BalanceOptions& o) {
 int RunElements(const BalanceOptions& o) {
   Session s;
   if (OpenBalance(s, o)) return ExitCode();
-  s.book->MReCalc(o.area);
-  s.Flush();
+  if (Recalculate(s, o, o.area)) return ExitCode();
   bal::EleBal eb = bal::GetEleBal(*s.book, o.area);
+  // The report closes with the temperature of the products; finding it rewrites only temperatures, in this
+  // copy of the workbook, so the compositions above keep the temperatures of the file.
+  bal::TBalResult tbal = bal::CalTBal(*s.book, o.area, false);
+  s.msgs.Clear();
   if (o.json) {
     json elements = json::array();
     for (const auto& e : eb.elements)
@@ -178,12 +190,13 @@ int RunElements(const BalanceOptions& o) {
       return json{{"species", lines}, {"kmol", fc.kmol}, {"kg", fc.kg}};
     };
     PrintJson({{"area", o.area},
+               {"product_T", tbal.done ? json(tbal.t_display) : json(nullptr)},
                {"elements", elements},
                {"errors", bal::ElementErrors(eb)},
                {"in", side(eb.in)},
                {"out", side(eb.out)}});
   } else {
-    fmt::print("{}", bal::MaterialBalanceReport(eb, s.book->units(), o.file));
+    fmt::print("{}", bal::MaterialBalanceReport(eb, s.book->units(), o.file, tbal.done ? &tbal.t_display : nullptr));
   }
   return 0;
 }
@@ -192,8 +205,7 @@ int RunTarget(const BalanceOptions& o) {
   Session s;
   if (OpenBalance(s, o)) return ExitCode();
   if (s.book->book().FindSheet(bal::kTargetSheetName) < 0) return Fail(o.file + ": the workbook has no Target sheet");
-  s.book->MReCalc();
-  s.Flush();
+  if (Recalculate(s, o, 0)) return ExitCode();
   s.msgs.SetDefaultAnswer(platform::Answer::No);  // a failed task does not stop the others
   std::vector<bal::TargetOutcome> outs = bal::MTargetCalS(*s.book);
   const platform::Sheet& tasks = s.book->book().sheet(s.book->book().FindSheet(bal::kTargetSheetName));
@@ -274,6 +286,8 @@ int RunStreamConvert(const BalanceOptions& o) {
 int RunStreamNew(const BalanceOptions& o) {
   auto unit = bal::ParseAmountUnit(o.to.empty() ? "kmol" : o.to);
   if (!unit) return Fail("--unit must be kmol, Nm3 or kg");
+  if (!std::isfinite(o.temperature) || o.temperature + bal::kCelsiusOffset <= 0)
+    return Fail("the stream temperature must be a number above absolute zero (-273.15 °C)");
   Session s;
   if (auto e = s.Open(o); !e.empty()) return Fail(e);
   bal::StreamDoc doc(*s.species, s.msgs);
@@ -285,9 +299,12 @@ int RunStreamNew(const BalanceOptions& o) {
     char* end = nullptr;
     double v = eq == std::string::npos ? 0 : std::strtod(r.c_str() + eq + 1, &end);
     if (eq == std::string::npos || eq == 0 || !end || *end) return Fail("rows are SPECIES=AMOUNT, not " + r);
+    if (!std::isfinite(v)) return Fail("amounts must be finite numbers, not " + r);
     doc.SetRow(i++, r.substr(0, eq), v);
   }
+  const bool found = doc.RefreshAll();
   s.Flush();
+  if (!found) return Fail("the stream holds species that are not in the databases; nothing written");
   if (*unit != bal::AmountUnit::kmol) {  // amounts were given in that unit
     doc.ChangeUnit(*unit);
     for (int k = 0; k < i; ++k) {

@@ -20,6 +20,10 @@ TemperatureList MakeTemperatureList(double t1, double t2, double step, TempUnit 
     list.error = kMsgBelowZero;
     return list;
   }
+  if (a > kMaxTemperature || b > kMaxTemperature) {
+    list.error = kMsgTooHot;
+    return list;
+  }
   const double span = std::fabs(b - a);
   step = std::fabs(step);
   if (span > 0 && step == 0) {

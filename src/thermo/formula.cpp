@@ -47,6 +47,25 @@ double LeadingValue(std::string_view s) {
   return std::strtod(buf, nullptr);
 }
 
+/// Parentheses and brackets must pair up over the whole formula (a charge "(+3a)" closes its own group).
+/// Returns the message for the first one that does not, empty when all pair up.
+std::string BracketError(std::string_view f) {
+  char open[kMaxDepth];
+  int depth = 0;
+  for (char c : f) {
+    if (c == '(' || c == '[') {
+      if (depth >= kMaxDepth) return "Formula nested too deep: " + std::string(f);
+      open[depth++] = c;
+    } else if (c == ')' || c == ']') {
+      if (depth == 0 || open[depth - 1] != (c == ')' ? '(' : '['))
+        return std::string("Unmatched '") + c + "' in formula: " + std::string(f);
+      --depth;
+    }
+  }
+  if (depth > 0) return std::string("Unclosed '") + open[depth - 1] + "' in formula: " + std::string(f);
+  return {};
+}
+
 struct Token {
   char sym[3];
   double amount;
@@ -68,6 +87,8 @@ std::string_view FormulaComposition::FirstElement() const {
 
 FormulaComposition ParseFormula(std::string_view f) {
   FormulaComposition comp;
+  comp.error = BracketError(f);
+  if (!comp.ok()) return comp;
   // Charge suffix: the trailing run of charge characters, read backwards.
   size_t run = f.size();
   while (run > 0 && InChargeRun(f[run - 1])) --run;

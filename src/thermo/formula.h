@@ -7,7 +7,8 @@
 //  - amount after a symbol or after ")": a decimal number, optionally a ratio "1/2"; none means 1;
 //  - a number at the start of the formula, of a "*" part or of a group multiplies that part
 //    (a number that reads as zero counts as 1): "3CaO*Al2O3", "CuSO4*5H2O";
-//  - groups "(...)n" nest and multiply what they hold;
+//  - groups "(...)n" nest and multiply what they hold; every "(" and "[" must be closed by its own ")" or "]"
+//    (an unclosed or unmatched one is an error, never silently dropped);
 //  - charge: the trailing run of "+-).agls0123456789" holding at least one sign (so "(+2a)", "(-a)",
 //    "+3", "--"); digits at the front of the run, before its first sign, are amounts of the formula.
 //    Signs are counted (P plus, M minus) and the rest read as a number q: q = 0 gives +P or else -M,
@@ -34,7 +35,7 @@ struct FormulaEntry {
 /// Elements of a formula in order of first occurrence, the electron entry last.
 struct FormulaComposition {
   std::vector<FormulaEntry> entries;
-  std::string error;  ///< non-empty when the formula can not be used (more than 100 entries)
+  std::string error;  ///< non-empty when the formula can not be used (unpaired brackets, more than 100 entries)
 
   bool ok() const { return error.empty(); }
   int Count() const { return static_cast<int>(entries.size()); }

@@ -4,6 +4,8 @@
 
 #include <cmath>
 
+#include <fmt/format.h>
+
 #include "balance_test_util.h"
 
 namespace zyl::balance {
@@ -227,6 +229,140 @@ TEST(BalTot, SumsTheBalanceRowsOfAllAreas) {
   Totals t = BalTot(f.book);
   EXPECT_NEAR(t.kmol, 2.0, 1e-12);
   EXPECT_NEAR(t.tot_h, 2 * -151790.0, 1e-6);
+}
+
+// An error in an amount cell used to be read as 0: the totals printed zeros and the solver ran on.
+TEST(CheckBalance, AnErrorTravelsToTheTotalsAndStopsTheSolver) {
+  Combustion c;
+  int in = c.book.InSheet(1);
+  c.book.book().sheet(in).SetFormula(R + 2, col::kKmol, "=1/0");  // the O2 row of the air stream
+  c.book.MReCalc();
+  const platform::Sheet& bal = c.book.book().sheet(c.book.BalSheet());
+  EXPECT_TRUE(bal.Value(3, col::kTotH).is_error());  // IN row of the area block
+  EXPECT_TRUE(bal.Value(5, col::kTotH).is_error());  // BALANCE row
+  std::vector<BalanceProblem> p = CheckBalance(c.book);
+  ASSERT_EQ(p.size(), 2u);  // the species row and the stream row that sums it
+  EXPECT_EQ(p[0].message, "IN1!C5 holds #DIV/0!");  // the stream row's SUM
+  EXPECT_EQ(p[1].message, "IN1!C6 holds #DIV/0!");
+  EXPECT_EQ(p[1].sheet, in);
+  EXPECT_EQ(p[1].row, R + 2);
+  EXPECT_EQ(p[1].col, col::kKmol);
+  const double before = c.book.book().sheet(c.book.OutSheet(1)).Number(R, col::kTemp).value();
+  TBalResult r = CalTBal(c.book, 1, true);
+  EXPECT_FALSE(r.done);
+  EXPECT_EQ(c.msgs.Last(), "IN1!C5 holds #DIV/0!\nIN1!C6 holds #DIV/0!");
+  EXPECT_EQ(c.book.book().sheet(c.book.OutSheet(1)).Number(R, col::kTemp).value(), before);
+  // A problem in another area does not stop this one.
+  c.book.MInsBA();
+  EXPECT_TRUE(CheckBalance(c.book, 2).empty());
+}
+
+// Text used to count as 0 °C and −500 °C as 0.01 K (18.8 GJ of "latent heat" for 2 kmol of O2).
+TEST(CheckBalance, TemperaturesThatAreNoTemperatureAreRefused) {
+  for (const char* typed : {"hot", "-500"}) {
+    Combustion c;
+    int out = c.book.OutSheet(1);
+    c.book.book().sheet(out).SetInput(R + 1, col::kTemp, typed);
+    c.book.MReCalc();
+    const platform::Sheet& sh = c.book.book().sheet(out);
+    EXPECT_TRUE(sh.Value(R + 1, col::kTotH).is_error()) << typed;
+    EXPECT_TRUE(sh.Value(R + 1, col::kLatH).is_error()) << typed;
+    EXPECT_TRUE(c.book.book().sheet(c.book.BalSheet()).Value(5, col::kTotH).is_error()) << typed;
+    std::vector<BalanceProblem> p = CheckBalance(c.book);
+    ASSERT_EQ(p.size(), 1u) << typed;
+    EXPECT_EQ(p[0].message, typed[0] == 'h' ? "OUT1!B5: the temperature is not a number"
+                                            : "OUT1!B5: -500 °C is below absolute zero");
+    EXPECT_FALSE(CalTBal(c.book, 1, false).done) << typed;
+    // A valid temperature again gives numbers again.
+    c.book.book().sheet(out).SetInput(R + 1, col::kTemp, "1000");
+    c.book.MReCalc();
+    EXPECT_TRUE(CheckBalance(c.book).empty());
+    EXPECT_NEAR(sh.Number(R + 1, col::kTotH).value(), 2 * H(Find("H2O(g)"), 1273.15), 1e-6);  // kcal/kmol = cal/mol
+  }
+  Fixture k;  // in kelvin, 0 K is no temperature either
+  k.book.MUnits({EnergyUnit::kcal, TempUnit::K, false});
+  k.book.PutSpecies(k.book.InSheet(1), R, "O2(g)", 0.0, col::kKmol, 2);
+  k.book.MReCalc();
+  ASSERT_EQ(CheckBalance(k.book).size(), 1u);
+  EXPECT_EQ(CheckBalance(k.book)[0].message, "IN1!B4: 0 K is below absolute zero");
+}
+
+TEST(CheckBalance, UnknownSpeciesIsAProblem) {
+  Combustion c;
+  c.book.PutSpecies(c.book.OutSheet(1), R + 3, "Foo(g)", 25, col::kKmol, 1);
+  c.book.MReCalc();
+  std::vector<BalanceProblem> p = CheckBalance(c.book);
+  ASSERT_EQ(p.size(), 1u);
+  EXPECT_EQ(p[0].message, "OUT1!A7: Cannot find: Foo(g)");
+  EXPECT_FALSE(CalTBal(c.book, 1, false).done);
+}
+
+// Every energy and temperature unit against values worked out here: 1 kcal = 4.184 kJ (thermochemical
+// calorie), 1 kWh = 3600 kJ; the enthalpies from the closed form of the test species' Cp.
+TEST(BalanceUnits, EveryEnergyAndTemperatureUnitGivesTheSameHeat) {
+  const double T = 1273.15;  // K
+  // kcal: input = 1 kmol CH4 at 25 °C; output latent heat of 1 CO2 + 2 H2O + 7.52 N2 at 1000 °C.
+  const double in_kcal = H(Find("CH4(g)"), 298.15);
+  double lat_kcal = 0;
+  for (auto [name, n] : {std::pair{"CO2(g)", 1.0}, {"H2O(g)", 2.0}, {"N2(g)", 7.52}})
+    lat_kcal += n * (H(Find(name), T) - H(Find(name), 298.15));
+  const double out_kcal = lat_kcal + H(Find("CO2(g)"), 298.15) + 2 * H(Find("H2O(g)"), 298.15);
+  struct Case {
+    EnergyUnit unit;
+    double per_kcal;
+  };
+  for (const Case& u : {Case{EnergyUnit::kcal, 1.0}, Case{EnergyUnit::Mcal, 1e-3}, Case{EnergyUnit::kJ, 4.184},
+                        Case{EnergyUnit::MJ, 4.184e-3}, Case{EnergyUnit::kWh, 4.184 / 3600}}) {
+    for (TempUnit tu : {TempUnit::C, TempUnit::K}) {
+      Combustion c;
+      c.book.MUnits({u.unit, tu, false});
+      const double t_out = tu == TempUnit::C ? 1000.0 : T;
+      for (int r = R; r < R + 3; ++r) c.book.book().sheet(c.book.OutSheet(1)).SetNumber(r, col::kTemp, t_out);
+      c.book.MReCalc();
+      const std::string what = std::string(EnergyUnitName(u.unit)) + " " + std::string(TempUnitName(tu));
+      AreaTotals a = ReadBalSheet(c.book)[0];
+      EXPECT_NEAR(a.in.tot_h, in_kcal * u.per_kcal, std::fabs(in_kcal * u.per_kcal) * 1e-9) << what;
+      EXPECT_NEAR(a.out.lat_h, lat_kcal * u.per_kcal, lat_kcal * u.per_kcal * 1e-9) << what;
+      EXPECT_NEAR(a.balance.tot_h, (out_kcal - in_kcal) * u.per_kcal, std::fabs(out_kcal * u.per_kcal) * 1e-9)
+          << what;
+      EXPECT_NEAR(BalTot(c.book).tot_h, a.balance.tot_h, 1e-9 * std::fabs(a.balance.tot_h)) << what;
+      // The product temperature comes out the same in every unit (within the solver's tolerance).
+      TBalResult r = CalTBal(c.book, 1, false);
+      ASSERT_TRUE(r.done) << what;
+      const double expected = Bisect({{"CO2(g)", 1}, {"H2O(g)", 2}, {"N2(g)", 7.52}}, in_kcal);
+      EXPECT_NEAR(r.T, expected, 0.5) << what;
+      EXPECT_NEAR(r.t_display, tu == TempUnit::C ? r.T - 273.15 : r.T, 1e-9) << what;
+    }
+  }
+}
+
+// Element amounts and masses of the methane combustion; standard atomic weights (IUPAC 2021 abridged):
+// H 1.008, C 12.011, N 14.007, O 15.999.
+TEST(EleBal, ElementMassesOfTheCombustion) {
+  Combustion c;
+  EleBal eb = GetEleBal(c.book, 1);
+  struct Want {
+    const char* symbol;
+    double kmol, weight;
+  };
+  const Want want[] = {{"C", 1, 12.011}, {"H", 4, 1.008}, {"O", 4, 15.999}, {"N", 15.04, 14.007}};
+  ASSERT_EQ(eb.elements.size(), 4u);
+  for (size_t i = 0; i < 4; ++i) {
+    const ElementLine& e = eb.elements[i];
+    EXPECT_EQ(e.symbol, want[i].symbol);
+    EXPECT_NEAR(e.in_kmol, want[i].kmol, 1e-9) << e.symbol;
+    EXPECT_NEAR(e.out_kmol, want[i].kmol, 1e-9) << e.symbol;
+    EXPECT_NEAR(e.in_kg, want[i].kmol * want[i].weight, want[i].kmol * 1e-3) << e.symbol;
+    EXPECT_NEAR(e.out_kg, e.in_kg, 1e-9) << e.symbol;
+  }
+  const double total_kg = 12.011 + 4 * 1.008 + 4 * 15.999 + 15.04 * 14.007;
+  EXPECT_NEAR(eb.in.kg, total_kg, 0.02);
+  std::string report = MaterialBalanceReport(eb, c.book.units(), "m.xlsx");
+  EXPECT_NE(report.find(fmt::format("{:<10}{:>14}{:>14}", "N", "15.040",
+                                    platform::FormatNumber(eb.elements[3].in_kg, "0.000"))),
+            std::string::npos)
+      << report;
+  EXPECT_NEAR(eb.elements[3].in_kg, 210.665, 0.01);  // 15.04 kmol × 14.007 kg/kmol
 }
 
 }  // namespace

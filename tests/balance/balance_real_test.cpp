@@ -134,6 +134,68 @@ TEST(BalanceCli, ExamplesFromDescriptionToGoalSeek) {
   EXPECT_NEAR(k["areas"][0]["in"]["kg"].get<double>(), k["areas"][0]["out"]["kg"].get<double>(), 0.05);
 }
 
+// Errors, unknown species and impossible temperatures used to print zeros with exit 0.
+TEST_F(RealDb, CommandLineRefusesBalancesItCanNotTrust) {
+  if (!fs::exists(fs::path(ZYL_BIN_DIR) / "zyl")) GTEST_SKIP() << "zyl is not built";
+  testing::TempDir dir;
+  std::string db = " --main-db " + (fs::path(ZYL_SOURCE_DATA_DIR) / "Databases" / "MainDB6.ZYL").string() +
+                   " --own-db " + (dir / "none.ZYL").string();
+  int in = book->InSheet(1), out = book->OutSheet(1);
+  book->PutSpecies(in, R, "CH4(g)", 25, col::kKmol, 1);
+  book->PutSpecies(in, R + 1, "O2(g)", 25, col::kKmol, 2);
+  book->PutSpecies(in, R + 2, "N2(g)", 25, col::kKmol, 7.52);
+  book->PutSpecies(out, R, "CO2(g)", 25, col::kKmol, 1);
+  book->PutSpecies(out, R + 1, "H2O(g)", 25, col::kKmol, 2);
+  book->PutSpecies(out, R + 2, "N2(g)", 25, col::kKmol, 7.52);
+  book->MReCalc();
+  const std::string good = (dir / "good.xlsx").string();
+  ASSERT_EQ(book->Save(good), "");
+  int st = 0;
+  // The printed material balance closes with the temperature of the products.
+  std::string report = Zyl("balance elements " + good + db, &st);
+  EXPECT_EQ(st, 0) << report;
+  const size_t at = report.find("Temperature of Products = ");
+  ASSERT_NE(at, std::string::npos) << report;
+  EXPECT_NEAR(std::stod(report.substr(at + 26)), 2328 - 273.15, 15);
+  auto ej = nlohmann::json::parse(Zyl("balance elements " + good + " --json" + db, &st));
+  EXPECT_NEAR(ej["product_T"].get<double>(), 2328 - 273.15, 15);
+  EXPECT_NEAR(ej["in"]["species"][0]["T"].get<double>(), 25, 1e-9);  // compositions as in the file
+
+  struct Case {
+    const char* name;
+    int sheet, row, col;
+    const char* input;
+    const char* message;
+  };
+  const Case cases[] = {{"div0", in, R, col::kKmol, "=1/0", "IN1!C4 holds #DIV/0!"},
+                        {"name", in, R + 1, col::kKmol, "=NOSUCH(1)", "IN1!C5 holds #NAME?"},
+                        {"text", out, R, col::kTemp, "hot", "OUT1!B4: the temperature is not a number"},
+                        {"cold", in, R + 1, col::kTemp, "-500", "IN1!B5: -500 °C is below absolute zero"},
+                        {"unknown", out, R + 1, col::kFormula, "Foo(g)", "OUT1!A5: Cannot find: Foo(g)"}};
+  for (const Case& c : cases) {
+    BalanceBook b(*species, msgs);
+    ASSERT_EQ(b.Open(good), "");
+    b.book().sheet(c.sheet).SetInput(c.row, c.col, c.input);
+    const std::string file = (dir / (std::string(c.name) + ".xlsx")).string();
+    ASSERT_EQ(b.Save(file), "");
+    for (const char* cmd : {"balance recalc ", "balance temperature --save ", "balance elements "}) {
+      std::string text = Zyl(cmd + file + db, &st);
+      EXPECT_EQ(st, 1) << cmd << c.name << "\n" << text;
+      EXPECT_NE(text.find(file + ": " + c.message), std::string::npos) << cmd << c.name << "\n" << text;
+      EXPECT_EQ(text.find("BALANCE"), std::string::npos) << cmd << c.name << "\n" << text;
+    }
+  }
+  msgs.Clear();
+
+  // A stream with an unknown species is not written; neither is one at an impossible temperature.
+  for (const std::string args : {" \"O2(g)=21\" \"Foo(g)=79\"", " \"O2(g)=21\" -T -300", " \"O2(g)=nan\""}) {
+    const std::string file = (dir / "s.STR").string();
+    std::string text = Zyl("stream new " + file + args + db, &st);
+    EXPECT_EQ(st, 1) << args << "\n" << text;
+    EXPECT_FALSE(fs::exists(file)) << args;
+  }
+}
+
 TEST(BalanceCli, StreamConvertRoundTrip) {
   if (!fs::exists(fs::path(ZYL_BIN_DIR) / "zyl")) GTEST_SKIP() << "zyl is not built";
   fs::path main = fs::path(ZYL_SOURCE_DATA_DIR) / "Databases" / "MainDB6.ZYL";

@@ -1,6 +1,7 @@
 #include "diagrams/tpp_file.h"
 
 #include <gtest/gtest.h>
+#include "common/temp_dir.h"
 
 #include <cstdlib>
 #include <random>
@@ -97,8 +98,8 @@ TEST(TppFile, MissingItemsAreReportedAndDropped) {
 TEST(TppFile, SaveRefusesIncompleteSetups) {
   PredomSetup s = testing::CuSOSetup();
   s.constant.clear();
-  auto path = std::filesystem::temp_directory_path() / "zyl_tpp_refused.tpp";
-  std::filesystem::remove(path);
+  zyl::testing::TempDir tmp("tpp_refused");
+  auto path = tmp / "refused.tpp";
   EXPECT_EQ(ButSave(path, s), "Please, select Constant variable also");
   EXPECT_FALSE(std::filesystem::exists(path));
   s = testing::CuSOSetup();

@@ -1,6 +1,7 @@
 #include "platform/messages.h"
 
 #include <gtest/gtest.h>
+#include "common/temp_dir.h"
 
 #include <filesystem>
 
@@ -41,8 +42,8 @@ TEST(HeadlessMessages, RecordsMessagesAndScriptedText) {
 
 TEST(Files, AtomicWriteReplacesOrKeepsTheOldFile) {
   namespace fs = std::filesystem;
-  fs::path dir = fs::temp_directory_path() / "zyl-files-test";
-  fs::create_directories(dir);
+  zyl::testing::TempDir tmp("files");
+  const fs::path& dir = tmp.path();
   fs::path p = dir / "a.txt";
   ASSERT_TRUE(WriteFileAtomic(p, "one"));
   ASSERT_TRUE(WriteFileAtomic(p, "two"));
@@ -54,7 +55,6 @@ TEST(Files, AtomicWriteReplacesOrKeepsTheOldFile) {
   size_t files = 0;
   for ([[maybe_unused]] const auto& e : fs::directory_iterator(dir)) ++files;
   EXPECT_EQ(files, 1u);  // no temporary left behind
-  fs::remove_all(dir);
 }
 
 }  // namespace

@@ -58,6 +58,11 @@ TEST(TemperatureList, RefusesBadInput) {
   EXPECT_EQ(MakeTemperatureList(0, 300, 10, TempUnit::Kelvin).error, kMsgBelowZero);
   EXPECT_EQ(MakeTemperatureList(NAN, 300, 10, TempUnit::Kelvin).error, kMsgBadNumber);
   EXPECT_EQ(MakeTemperatureList(300, 400, INFINITY, TempUnit::Kelvin).error, kMsgBadNumber);
+  // A huge end used to give 300 rows of nan and INF.
+  EXPECT_EQ(MakeTemperatureList(25, 1e308, 100, TempUnit::Celsius).error, kMsgTooHot);
+  EXPECT_EQ(MakeTemperatureList(20001, 300, 100, TempUnit::Kelvin).error, kMsgTooHot);
+  EXPECT_EQ(MakeTemperatureList(25, -1e308, 100, TempUnit::Celsius).error, kMsgBelowZero);
+  EXPECT_TRUE(MakeTemperatureList(300, 20000, 1e308, TempUnit::Kelvin).ok());
 }
 
 }  // namespace

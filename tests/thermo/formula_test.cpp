@@ -1,6 +1,9 @@
 #include "thermo/formula.h"
+#include "thermo/species_db.h"
+#include "thermo/species_record.h"
 
 #include <gtest/gtest.h>
+#include "common/temp_dir.h"
 
 #include <cstdlib>
 #include <random>
@@ -89,6 +92,31 @@ TEST(ParseFormula, MoreThanOneHundredEntriesIsAnError) {
   EXPECT_FALSE(FormulaWeight(f, Elements()).error.empty());
 }
 
+// An unclosed or stray bracket used to be dropped silently ("Ca3(PO4" read as Ca3PO4).
+TEST(ParseFormula, UnpairedBracketsAreRefused) {
+  for (const char* f : {"Ca3(PO4", "Ca3PO4)2", "K4Fe(CN6", "(Ca(OH)2", "Fe[CN)6", "SO4(-2a", "Al2(SO4)3)"}) {
+    FormulaComposition c = ParseFormula(f);
+    EXPECT_FALSE(c.ok()) << f;
+    EXPECT_NE(c.error.find(f), std::string::npos) << c.error;
+    EXPECT_TRUE(c.entries.empty()) << f;
+    EXPECT_FALSE(FormulaWeight(f, Elements()).error.empty()) << f;
+  }
+  EXPECT_NE(ParseFormula("Ca3(PO4").error.find("Unclosed '('"), std::string::npos);
+  EXPECT_NE(ParseFormula("Ca3PO4)2").error.find("Unmatched ')'"), std::string::npos);
+  // Charges and phase marks in brackets pair up and stay valid.
+  for (const char* f : {"SO4(-2a)", "Fe(+3a)", "H(+a)", "CO2(g)", "Fe[CN]6(-4a)", "CaSO4*2H2O(s)"})
+    EXPECT_TRUE(ParseFormula(f).ok()) << f << ": " << ParseFormula(f).error;
+}
+
+// The bracket rule must not reject a formula the shipped database holds.
+TEST(ParseFormula, EveryShippedSpeciesParses) {
+  auto db = OpenSpeciesDb(std::filesystem::path(ZYL_SOURCE_DATA_DIR) / "Databases/MainDB6.ZYL");
+  ASSERT_TRUE(db);
+  auto records = ReadAllSpeciesRecords(*db);
+  ASSERT_TRUE(records && records->size() > 1000);
+  for (const SpeciesRecord& r : *records) EXPECT_TRUE(ParseFormula(r.formula).ok()) << r.formula;
+}
+
 class Weights : public ::testing::Test {
  protected:
   const ElementTable& t = Elements();
@@ -147,14 +175,14 @@ TEST(ElementTable, LoadRejectsShortFilesAndReadsFixedColumns) {
   std::string error;
   EXPECT_FALSE(LoadAtomicWeights("/nonexistent/AWDB4.ZYL", &error));
   EXPECT_NE(error.find("/nonexistent/AWDB4.ZYL"), std::string::npos);
-  auto path = std::filesystem::temp_directory_path() / "zyl-awdb-short.txt";
+  zyl::testing::TempDir tmp("awdb");
+  auto path = tmp / "short.txt";
   {
     std::FILE* f = std::fopen(path.c_str(), "w");
     std::fputs("H       1.0080  0.0002\n", f);
     std::fclose(f);
   }
   EXPECT_FALSE(LoadAtomicWeights(path, &error));
-  std::filesystem::remove(path);
   auto full = LoadAtomicWeights(std::filesystem::path(ZYL_SOURCE_DATA_DIR) / "Databases/AWDB4.ZYL", &error);
   ASSERT_TRUE(full) << error;
   EXPECT_EQ(full->symbol[92], "U");

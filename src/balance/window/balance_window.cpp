@@ -378,6 +378,15 @@ void Balance::MReCalc() {
   QApplication::setOverrideCursor(Qt::WaitCursor);
   auto [row, col] = book_->MReCalc(CurrentArea());
   QApplication::restoreOverrideCursor();
+  // A cell that leaves the totals meaningless is selected and named (unknown species were named by the refill).
+  std::vector<BalanceProblem> problems = CheckBalance(*book_);
+  if (!problems.empty()) {
+    grid_->SelectSheet(problems.front().sheet);
+    grid_->SetCurrentCell(problems.front().row, problems.front().col);
+    std::erase_if(problems, [](const BalanceProblem& p) { return p.col == col::kFormula; });
+    if (!problems.empty()) msgs_->Show(ProblemsText(problems));
+    return;
+  }
   grid_->SelectSheet(book_->BalSheet());
   grid_->SetCurrentCell(row, col);
 }
