@@ -181,16 +181,39 @@ TBalResult CalTBal(BalanceBook& book, int area, bool show, double energy_divisor
     if (show) book.messages().Show(res.message);
     return res;
   }
-  // Write the temperature into the output rows, then refill them.
+  // Write the temperature into the output rows, then refill them. A temperature formula is replaced only when
+  // the user agrees; a stream whose formula stays keeps its species rows as they are.
   int sheet = book.OutSheet(area);
   Sheet& sh = book.book().sheet(sheet);
+  const std::vector<RowData> rows = book.Rows(sheet);
+  std::vector<char> keep(rows.size(), 0);
+  std::vector<std::string> formulas;
+  for (const RowData& r : rows)
+    if ((r.kind == RowKind::Species || r.kind == RowKind::Stream) && sh.Find(r.row, col::kTemp) &&
+        sh.Find(r.row, col::kTemp)->has_formula())
+      formulas.push_back(sh.name() + "!" + platform::ColumnName(col::kTemp) + std::to_string(r.row + 1));
+  if (!formulas.empty()) {
+    std::string list;
+    for (const std::string& f : formulas) list += (list.empty() ? "" : ", ") + f;
+    if (book.messages().AskYesNo(std::string(kMsgReplaceTempFormulas) + list) != platform::Answer::Yes) {
+      bool in_kept_stream = false;
+      for (size_t i = 0; i < rows.size(); ++i) {
+        const bool formula = sh.Find(rows[i].row, col::kTemp) && sh.Find(rows[i].row, col::kTemp)->has_formula();
+        if (rows[i].kind == RowKind::Stream) in_kept_stream = formula;
+        else if (rows[i].kind != RowKind::Species) in_kept_stream = false;
+        keep[i] = formula || (rows[i].kind == RowKind::Species && in_kept_stream);
+      }
+      res.kept_formulas = formulas;
+    }
+  }
   {
     bool was = book.book().AutoRecalc();
     book.book().SetAutoRecalc(false);
-    for (const RowData& r : book.Rows(sheet))
-      if (r.kind == RowKind::Species || r.kind == RowKind::Stream) sh.SetNumber(r.row, col::kTemp, res.t_display);
-    for (const RowData& r : book.Rows(sheet))
-      if (r.kind == RowKind::Species) book.StreamFill(sheet, r.row);
+    for (size_t i = 0; i < rows.size(); ++i)
+      if (!keep[i] && (rows[i].kind == RowKind::Species || rows[i].kind == RowKind::Stream))
+        sh.SetNumber(rows[i].row, col::kTemp, res.t_display);
+    for (size_t i = 0; i < rows.size(); ++i)
+      if (!keep[i] && rows[i].kind == RowKind::Species) book.StreamFill(sheet, rows[i].row);
     book.book().RecalculateDirty();
     book.book().SetAutoRecalc(was);
   }
@@ -198,6 +221,10 @@ TBalResult CalTBal(BalanceBook& book, int area, bool show, double energy_divisor
       {"Temperature of products" + res.relation + platform::FormatNumber(res.t_display, "#####0.0") +
            (temp_offset != 0 ? " C" : " K"),
        "(when Heat Balance = 0)"});
+  if (!res.kept_formulas.empty()) {
+    res.message += "\n" + std::string(kMsgKeptTempFormulas);
+    for (size_t i = 0; i < res.kept_formulas.size(); ++i) res.message += (i ? ", " : "") + res.kept_formulas[i];
+  }
   if (show && s.T > 0) book.messages().Show(res.message);
   return res;
 }

@@ -23,6 +23,9 @@ inline constexpr std::string_view kMsgNoOutput = "No Output Species !";
 inline constexpr std::string_view kMsgTBalOk = "Temperature balance OK";
 inline constexpr std::string_view kMsgCalculatingT = "Calculating temperature. ";
 inline constexpr std::string_view kMsgPleaseWait = "Please wait !";
+inline constexpr std::string_view kMsgReplaceTempFormulas =
+    "Replace the temperature formulas with the temperature found? ";
+inline constexpr std::string_view kMsgKeptTempFormulas = "Temperature formulas kept: ";
 
 /// A cell that makes the results of a balance meaningless.
 struct BalanceProblem {
@@ -93,6 +96,7 @@ struct TBalResult {
   std::string relation;     ///< " = ", " < ", " > "
   int iterations = 0;
   std::string message;      ///< what the user is told
+  std::vector<std::string> kept_formulas;  ///< temperature cells ("OUT1!B4") whose formula the user kept
 };
 
 /// Finds the output temperature of the area at which its heat balance is zero, writes it into the temperature

@@ -31,6 +31,7 @@ struct BalanceOptions {
   double temperature = 25;
   int area = 1;
   bool save = false;
+  bool replace_formulas = false;
   bool json = false;
 };
 
@@ -142,6 +143,7 @@ int RunTemperature(const BalanceOptions& o) {
   Session s;
   if (OpenBalance(s, o)) return ExitCode();
   if (Recalculate(s, o, o.area)) return ExitCode();
+  s.msgs.SetDefaultAnswer(o.replace_formulas ? platform::Answer::Yes : platform::Answer::No);
   bal::TBalResult r = bal::CalTBal(*s.book, o.area, false);
   s.msgs.Clear();
   if (!r.done) return Fail(r.message);
@@ -153,6 +155,7 @@ int RunTemperature(const BalanceOptions& o) {
                {"unit", unit},
                {"relation", r.relation},
                {"iterations", r.iterations},
+               {"kept_formulas", r.kept_formulas},
                {"message", r.message}});
   } else {
     fmt::print("{}\n", r.message);
@@ -350,6 +353,8 @@ void RegisterBalance(CLI::App& app) {
   temp->add_option("FILE", o->file, "Balance workbook")->required();
   temp->add_option("--area", o->area, "Balance area (default 1)");
   temp->add_flag("--save", o->save, "Write the temperatures back into the file");
+  temp->add_flag("--replace-formulas", o->replace_formulas,
+                 "Replace temperature formulas of output rows with the temperature found (default: keep them)");
   DbOptions(temp, *o);
   temp->callback([o] { RunTemperature(*o); });
 

@@ -365,5 +365,43 @@ TEST(EleBal, ElementMassesOfTheCombustion) {
   EXPECT_NEAR(eb.elements[3].in_kg, 210.665, 0.01);  // 15.04 kmol × 14.007 kg/kmol
 }
 
+// Solving used to write the temperature over a stream's temperature formula, and saving lost it.
+TEST(CalTBal, TemperatureFormulasAreKeptUnlessTheUserAgrees) {
+  for (platform::Answer answer : {platform::Answer::No, platform::Answer::Yes}) {
+    Fixture f;
+    int in = f.book.InSheet(1), out = f.book.OutSheet(1);
+    f.book.PutSpecies(in, R, "CH4(g)", 25, col::kKmol, 1);
+    f.book.PutSpecies(in, R + 1, "O2(g)", 25, col::kKmol, 2);
+    f.book.PutSpecies(in, R + 2, "N2(g)", 25, col::kKmol, 7.52);
+    f.book.PutSpecies(out, R, "CO2(g)", 25, col::kKmol, 1);
+    f.book.PutStream(out, R + 1, "Flue");
+    f.book.PutSpecies(out, R + 2, "H2O(g)", 25, col::kKmol, 2);
+    f.book.PutSpecies(out, R + 3, "N2(g)", 25, col::kKmol, 7.52);
+    f.book.book().sheet(out).SetFormula(R + 1, col::kTemp, "=B4+0");
+    f.book.RefreshStreamT(out);
+    f.book.MReCalc();
+    f.msgs.Script({answer});
+    TBalResult r = CalTBal(f.book, 1, false);
+    ASSERT_TRUE(r.done);
+    EXPECT_TRUE(f.msgs.Saw("OUT1!B5"));
+    const platform::Sheet& sh = f.book.book().sheet(out);
+    EXPECT_NEAR(sh.Number(R, col::kTemp).value(), r.t_display, 1e-9);
+    if (answer == platform::Answer::No) {
+      EXPECT_EQ(sh.Formula(R + 1, col::kTemp), "=B4+0");
+      EXPECT_NEAR(sh.Number(R + 2, col::kTemp).value(), 25, 1e-9);  // the stream's species stay with it
+      EXPECT_EQ(r.kept_formulas, std::vector<std::string>{"OUT1!B5"});
+      EXPECT_NE(r.message.find("Temperature formulas kept: OUT1!B5"), std::string::npos);
+      // The formula follows the row it refers to after a recalculation.
+      f.book.MReCalc();
+      EXPECT_NEAR(sh.Number(R + 2, col::kTemp).value(), r.t_display, 1e-9);
+    } else {
+      EXPECT_EQ(sh.Formula(R + 1, col::kTemp), "");
+      EXPECT_NEAR(sh.Number(R + 1, col::kTemp).value(), r.t_display, 1e-9);
+      EXPECT_NEAR(sh.Number(R + 2, col::kTemp).value(), r.t_display, 1e-9);
+      EXPECT_TRUE(r.kept_formulas.empty());
+    }
+  }
+}
+
 }  // namespace
 }  // namespace zyl::balance
