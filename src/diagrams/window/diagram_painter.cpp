@@ -1,5 +1,6 @@
 #include "diagrams/window/diagram_painter.h"
 
+#include <QFile>
 #include <QFileInfo>
 #include <QFontMetricsF>
 #include <QGuiApplication>
@@ -8,6 +9,9 @@
 #include <QPdfWriter>
 #include <QSvgGenerator>
 #include <cmath>
+#include <filesystem>
+
+#include "platform/files.h"
 
 namespace zyl::diagrams {
 
@@ -237,41 +241,55 @@ bool RenderToFile(const DiagramPicture& pic, const QString& path, QSize size, QS
   if (size.width() < 50 || size.height() < 50) return fail(QStringLiteral("The picture size is too small."));
   const QString suffix = QFileInfo(path).suffix().toLower();
   const QRectF area(0, 0, size.width(), size.height());
+  // Rendered to a temporary name beside the file and renamed into place, so a render that fails part-way
+  // leaves the old picture as it was.
+  const std::filesystem::path target(QFile::encodeName(path).toStdString());
+  const std::filesystem::path temp_path = platform::TempNameBeside(target);
+  const QString temp = QFile::decodeName(QByteArray::fromStdString(temp_path.string()));
+  auto finish = [&](bool written) {
+    std::string e;
+    if (written && platform::ReplaceFile(temp_path, target, &e)) return true;
+    QFile::remove(temp);
+    return fail(QStringLiteral("Can not write %1").arg(path) + (e.empty() ? QString() : ": " + QString::fromStdString(e)));
+  };
   if (suffix == "png" || suffix == "jpg" || suffix == "jpeg" || suffix == "bmp") {
     QImage img = RenderImage(pic, size);
     if (suffix != "png") img = img.convertToFormat(QImage::Format_RGB32);
-    if (!img.save(path)) return fail(QStringLiteral("Can not write %1").arg(path));
-    return true;
+    const QByteArray format = suffix == "jpeg" ? QByteArray("jpg") : suffix.toLatin1();
+    return finish(img.save(temp, format.constData()));
   }
   if (suffix == "svg") {
     QSvgGenerator gen;
-    gen.setFileName(path);
+    gen.setFileName(temp);
     gen.setSize(size);
     gen.setViewBox(area);
     gen.setTitle(Q(pic.title));
     gen.setDescription(Q(pic.subtitle));
     QPainter p;
-    if (!p.begin(&gen)) return fail(QStringLiteral("Can not write %1").arg(path));
+    if (!p.begin(&gen)) return finish(false);
     PaintDiagram(p, area, pic);
-    p.end();
-    if (!QFileInfo::exists(path)) return fail(QStringLiteral("Can not write %1").arg(path));
-    return true;
+    const bool ended = p.end();
+    return finish(ended && QFileInfo::exists(temp));
   }
   if (suffix == "pdf") {
-    QPdfWriter writer(path);
-    writer.setPageSize(QPageSize(QSizeF(size.width() * 0.75, size.height() * 0.75), QPageSize::Point, QString(),
-                                 QPageSize::ExactMatch));
-    writer.setPageMargins(QMarginsF(0, 0, 0, 0));
-    writer.setResolution(300);
-    writer.setTitle(Q(pic.title));
-    writer.setCreator(QStringLiteral("ZYL"));
-    QPainter p;
-    if (!p.begin(&writer)) return fail(QStringLiteral("Can not write %1").arg(path));
-    p.setWindow(area.toRect());
-    p.setViewport(0, 0, writer.width(), writer.height());
-    PaintDiagram(p, area, pic);
-    p.end();
-    return true;
+    bool ok = false;
+    {
+      QPdfWriter writer(temp);
+      writer.setPageSize(QPageSize(QSizeF(size.width() * 0.75, size.height() * 0.75), QPageSize::Point, QString(),
+                                   QPageSize::ExactMatch));
+      writer.setPageMargins(QMarginsF(0, 0, 0, 0));
+      writer.setResolution(300);
+      writer.setTitle(Q(pic.title));
+      writer.setCreator(QStringLiteral("ZYL"));
+      QPainter p;
+      if (p.begin(&writer)) {
+        p.setWindow(area.toRect());
+        p.setViewport(0, 0, writer.width(), writer.height());
+        PaintDiagram(p, area, pic);
+        ok = p.end();
+      }
+    }  // the writer closes the file here
+    return finish(ok);
   }
   return fail(QStringLiteral("Unknown picture format: %1 (use .png, .svg or .pdf)").arg(path));
 }

@@ -1,5 +1,6 @@
 #include "diagrams/window/predom_window.h"
 
+#include <QDir>
 #include <gtest/gtest.h>
 
 #include <QApplication>
@@ -100,6 +101,26 @@ TEST(DiagramPicture, SvgAndPdfAreValidFiles) {
   EXPECT_FALSE(RenderToFile(c.picture, dir.filePath("d.xyz"), QSize(800, 640), &error));
   EXPECT_TRUE(error.contains("Unknown picture format"));
   EXPECT_FALSE(RenderToFile(c.picture, "/nonexistent-folder/d.png", QSize(800, 640), &error));
+}
+
+// Pictures used to be written in place: a render that failed part-way left a truncated file.
+TEST(DiagramPicture, PicturesAreRenamedIntoPlaceAndLeaveNoTemporaries) {
+  Computed c = Compute(kResolutionLow);
+  QTemporaryDir dir;
+  QString error;
+  for (const char* name : {"d.png", "d.svg", "d.pdf", "d.jpg"}) {
+    ASSERT_TRUE(RenderToFile(c.picture, dir.filePath(name), QSize(400, 320), &error)) << name;
+    const qint64 first = QFileInfo(dir.filePath(name)).size();
+    ASSERT_TRUE(RenderToFile(c.picture, dir.filePath(name), QSize(800, 640), &error)) << name;
+    EXPECT_GT(QFileInfo(dir.filePath(name)).size(), first) << name;  // the larger render replaced it
+  }
+  EXPECT_FALSE(QImage(dir.filePath("d.png")).isNull());
+  // A render that can not be put in place fails and cleans up after itself.
+  ASSERT_TRUE(QDir(dir.path()).mkdir("busy.svg"));
+  EXPECT_FALSE(RenderToFile(c.picture, dir.filePath("busy.svg"), QSize(800, 640), &error));
+  EXPECT_TRUE(error.contains("busy.svg"));
+  EXPECT_EQ(QDir(dir.path()).entryList(QDir::NoDotAndDotDot | QDir::AllEntries, QDir::Name),
+            QStringList({"busy.svg", "d.jpg", "d.pdf", "d.png", "d.svg"}));
 }
 
 TEST(DiagramPicture, FormulaDigitsAreSubscripts) {
