@@ -1,6 +1,7 @@
 #include "platform/text.h"
 #include "balance/balance_io.h"
 
+#include <cmath>
 #include <algorithm>
 #include <cctype>
 #include <fstream>
@@ -23,9 +24,11 @@ std::optional<double> ToNumber(std::string_view s) {
   if (t.empty()) return std::nullopt;
   char* end = nullptr;
   double v = std::strtod(t.c_str(), &end);
-  if (end != t.c_str() + t.size()) return std::nullopt;
+  if (end != t.c_str() + t.size() || !std::isfinite(v)) return std::nullopt;  // "1e999", "inf", "nan"
   return v;
 }
+
+bool IsFinite(const nlohmann::json& v) { return v.is_number() && std::isfinite(v.get<double>()); }
 
 std::string ParseRows(const nlohmann::json& rows, std::vector<DescRow>& out, std::string_view where) {
   if (!rows.is_array()) return fmt::format("{}: a list of rows expected", where);
@@ -35,7 +38,7 @@ std::string ParseRows(const nlohmann::json& rows, std::vector<DescRow>& out, std
     if (!r.is_object()) return fmt::format("{} row {}: an object expected", where, i);
     DescRow d;
     if (r.contains("heat")) {
-      if (!r["heat"].is_string() || !r.contains("value") || !r["value"].is_number())
+      if (!r["heat"].is_string() || !r.contains("value") || !IsFinite(r["value"]))
         return fmt::format("{} row {}: a heat row needs \"heat\" (text) and \"value\" (number)", where, i);
       d.heat = true;
       d.species = r["heat"].get<std::string>();
@@ -47,14 +50,14 @@ std::string ParseRows(const nlohmann::json& rows, std::vector<DescRow>& out, std
       return fmt::format("{} row {}: \"species\" missing", where, i);
     d.species = r["species"].get<std::string>();
     if (r.contains("T")) {
-      if (!r["T"].is_number()) return fmt::format("{} row {}: \"T\" must be a number", where, i);
+      if (!IsFinite(r["T"])) return fmt::format("{} row {}: \"T\" must be a number", where, i);
       d.T = r["T"].get<double>();
     }
     int n = 0;
     for (auto [key, c] : {std::pair{"kmol", col::kKmol}, std::pair{"kg", col::kKg}, std::pair{"Nm3", col::kNm3}}) {
       if (!r.contains(key)) continue;
       if (r[key].is_string() && r[key].get<std::string>().rfind("=", 0) == 0) d.amount_formula = r[key].get<std::string>();
-      else if (!r[key].is_number()) return fmt::format("{} row {}: \"{}\" must be a number", where, i, key);
+      else if (!IsFinite(r[key])) return fmt::format("{} row {}: \"{}\" must be a number", where, i, key);
       else d.amount = r[key].get<double>();
       d.amount_col = c;
       ++n;

@@ -77,6 +77,8 @@ int RunNew(const BalanceOptions& o) {
   std::string err = bal::BuildBalance(*s.book, desc);
   s.Flush();
   if (!err.empty()) return Fail(err);
+  for (const bal::BalanceProblem& p : bal::CheckBalance(*s.book)) Fail(o.from + ": " + p.message);
+  if (ExitCode()) return ExitCode();
   if (auto e = s.book->Save(o.file); !e.empty()) return Fail(e);
   if (o.json) {
     json areas = json::array();
@@ -240,6 +242,8 @@ int RunImport(const BalanceOptions& o) {
   std::string err = bal::ImportOhe(*s.book, o.from);
   s.msgs.Clear();
   if (!err.empty()) return Fail(err);
+  for (const bal::BalanceProblem& p : bal::CheckBalance(*s.book)) Fail(o.from + ": " + p.message);
+  if (ExitCode()) return ExitCode();
   if (auto e = s.book->Save(o.file); !e.empty()) return Fail(e);
   if (o.json) PrintJson({{"file", o.file}, {"energy_unit", bal::EnergyUnitName(s.book->units().energy)}});
   else fmt::print("{}: imported from {}\n", o.file, o.from);

@@ -88,6 +88,13 @@ TEST(Ohe, ImportsAllSectionsIncludingTheOldSpelling) {
   EXPECT_EQ(ParseOheText("COMPONENT\nIN O2(g) hot 1\n", d),
             "Error in line 2: IN O2(g) hot 1 (temperature and amount must be numbers)");
   EXPECT_EQ(ParseOheText("UNIT kcal\n", d), "Error in line 1: UNIT kcal (energy unit Mcal, MJ or kWh expected)");
+  // Overflowing numbers used to become #NUM! cells, read later as 0.
+  EXPECT_EQ(ParseOheText("COMPONENT\nIN O2(g) 25 1e999\n", d),
+            "Error in line 2: IN O2(g) 25 1e999 (temperature and amount must be numbers)");
+  EXPECT_EQ(ParseOheText("COMPONENT\nOUT CO2(g) nan 1\n", d),
+            "Error in line 2: OUT CO2(g) nan 1 (temperature and amount must be numbers)");
+  EXPECT_EQ(ParseOheText("EXTRA HEAT\nBurner -inf\n", d),
+            "Error in line 2: Burner -inf (the value is not a number)");
 }
 
 TEST(Ohe, ParserSurvivesRandomInput) {
