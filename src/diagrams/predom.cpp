@@ -174,6 +174,49 @@ std::string ValidateSetup(const PredomSetup& s) {
   return TestAxisConf(s);
 }
 
+namespace {
+
+/// True when the formula is made only of the system's elements, holds at least one of them and no charge.
+bool OfSystem(std::string_view name, const std::array<std::string, 3>& elements) {
+  thermo::FormulaComposition comp = thermo::ParseFormula(name);
+  if (!comp.ok() || comp.entries.empty()) return false;
+  for (const thermo::FormulaEntry& e : comp.entries)
+    if (std::find(elements.begin(), elements.end(), e.symbol) == elements.end()) return false;
+  return true;
+}
+
+std::string SystemName(const std::array<std::string, 3>& el) { return el[0] + "-" + el[1] + "-" + el[2]; }
+
+}  // namespace
+
+std::vector<std::string> CheckSystem(PredomSetup& s, bool drop) {
+  std::vector<std::string> out;
+  const std::array<std::string, 3>& el = s.elements;
+  if (el[0].empty() || el[1].empty() || el[2].empty() || el[0] == el[1] || el[0] == el[2] || el[1] == el[2]) {
+    out.emplace_back(kMsgAtLeastThreeElements);
+    return out;
+  }
+  const std::string system = SystemName(el);
+  std::vector<std::string> kept;
+  for (const std::string& sp : s.species) {
+    if (OfSystem(sp, el) && !IsGasName(sp)) kept.push_back(sp);
+    else out.push_back("The Specie: " + sp + " is not a condensed species of " + system + ".");
+  }
+  if (drop) s.species = std::move(kept);
+  auto axis = [&](std::string& name, std::string_view what, bool temperature_allowed, bool elemental) {
+    if (name.empty() || (temperature_allowed && name == kTemperature)) return;
+    if (name != kTemperature && IsGasName(name) && OfSystem(name, el) && (!elemental || CountElements(name) < 2))
+      return;
+    out.push_back(std::string(what) + name + (elemental ? " is not a gas of one element of " : " is not a gas of ") +
+                  system + ".");
+    if (drop) name.clear();
+  };
+  axis(s.x_axis, "The x-axis: ", true, false);
+  axis(s.y_axis, "The y-axis: ", false, false);
+  axis(s.constant, "The diagram constant: ", true, true);
+  return out;
+}
+
 std::string ParseNametoMatrix(PredomModel& m) {
   std::array<double, 3> u1 = Composition(m.gas1, m.elements), u2 = Composition(m.gas2, m.elements);
   int free = -1;
@@ -215,6 +258,11 @@ CollectResult CollectData(const PredomSetup& s, const SpeciesSource& db) {
   CollectResult out;
   out.error = ValidateSetup(s);
   if (!out.error.empty()) return out;
+  {
+    PredomSetup copy = s;
+    std::vector<std::string> outside = CheckSystem(copy, false);
+    if (!outside.empty()) return {{}, outside.front(), {}};
+  }
   PredomModel m;
   m.elements = s.elements;
   m.celsius = s.celsius;

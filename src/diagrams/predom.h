@@ -139,6 +139,11 @@ std::string TestAxisConf(const PredomSetup& s);
 /// Every check of the calculate and save commands, in order; empty when the set-up can be computed.
 std::string ValidateSetup(const PredomSetup& s);
 
+/// Items the form could not have offered for the set-up's three elements: species that are not condensed
+/// species of the system, axes that are not gases of it, a constant that is not Temperature or a gas of one
+/// element. One message each, in the order species, x, y, constant; with drop set they are removed.
+std::vector<std::string> CheckSystem(PredomSetup& s, bool drop);
+
 /// Temperature as held (K) from a value in the form's unit.
 inline double ToKelvin(double t, bool celsius) { return celsius ? t + kCelsiusOffset : t; }
 

@@ -126,6 +126,7 @@ TppReadResult Parse(std::string_view text, const SpeciesSource& db) {
     else kept.push_back(sp);
   }
   s.species = std::move(kept);
+  for (std::string& m : CheckSystem(s, true)) r.messages.push_back(std::move(m));
   gone(s.x_axis, "The x-axis: ");
   gone(s.y_axis, "The y-axis: ");
   gone(s.constant, "The diagram constant: ");

@@ -170,6 +170,36 @@ TEST(PredomCollect, MissingSpeciesAndBadLimits) {
   EXPECT_FALSE(CollectData(s, CuSODatabase()).model);
 }
 
+// A file or command line could hand over what the form never offers: "CuCr2O4" was read as "CuO4" and took
+// most of the diagram, a condensed "S" became an axis gas.
+TEST(PredomCollect, ItemsOutsideTheThreeElementSystemAreRefused) {
+  struct Case {
+    void (*edit)(PredomSetup&);
+    const char* message;
+  };
+  const Case cases[] = {
+      {[](PredomSetup& s) { s.species.push_back("CuCr2O4"); }, "The Specie: CuCr2O4 is not a condensed species of Cu-S-O."},
+      {[](PredomSetup& s) { s.species.push_back("SO2(g)"); }, "The Specie: SO2(g) is not a condensed species of Cu-S-O."},
+      {[](PredomSetup& s) { s.species.push_back("Cu(+2a)"); }, "The Specie: Cu(+2a) is not a condensed species of Cu-S-O."},
+      {[](PredomSetup& s) { s.x_axis = "S"; }, "The x-axis: S is not a gas of Cu-S-O."},
+      {[](PredomSetup& s) { s.y_axis = "N2(g)"; }, "The y-axis: N2(g) is not a gas of Cu-S-O."},
+      {[](PredomSetup& s) { s.x_axis = "Temperature", s.xmin = 800, s.xmax = 1400, s.constant = "SO2(g)"; },
+       "The diagram constant: SO2(g) is not a gas of one element of Cu-S-O."},
+      {[](PredomSetup& s) { s.elements[2] = "S"; }, "Please, select at least THREE elements"},
+  };
+  for (const Case& c : cases) {
+    PredomSetup s = CuSOSetup();
+    c.edit(s);
+    CollectResult r = CollectData(s, CuSODatabase());
+    EXPECT_FALSE(r.model) << c.message;
+    EXPECT_EQ(r.error, c.message);
+  }
+  // A set-up of the system itself passes, with temperature on the x-axis and an elemental gas constant.
+  PredomSetup ok = CuSOSetup();
+  ok.x_axis = "Temperature", ok.xmin = 800, ok.xmax = 1400, ok.constant = "S2(g)", ok.constant_value = -2;
+  EXPECT_TRUE(CheckSystem(ok, false).empty());
+}
+
 PredomModel Model(const PredomSetup& s, const SpeciesSource& db) {
   CollectResult r = CollectData(s, db);
   EXPECT_TRUE(r.model) << r.error;

@@ -95,6 +95,19 @@ TEST(TppFile, MissingItemsAreReportedAndDropped) {
   EXPECT_EQ(r.setup->y_axis, "O2(g)");
 }
 
+TEST(TppFile, ItemsOutsideTheSystemAreReportedAndDropped) {
+  PredomSetup s = testing::CuSOSetup();
+  s.species = {"Cu", "CuFe2O4", "CuO", "Cu2O", "S"};
+  s.x_axis = "S";
+  TppReadResult r = Parse(FormatTpp(s), testing::CuSODatabase());
+  ASSERT_TRUE(r.setup);
+  EXPECT_EQ(r.messages, (std::vector<std::string>{"The Specie: CuFe2O4 is no longer available.",
+                                                  "The x-axis: S is not a gas of Cu-S-O."}));
+  EXPECT_EQ(r.setup->species, (std::vector<std::string>{"Cu", "CuO", "Cu2O", "S"}));
+  EXPECT_EQ(r.setup->x_axis, "");
+  EXPECT_EQ(CollectData(*r.setup, testing::CuSODatabase()).error, "Please, select X - axis also");
+}
+
 TEST(TppFile, SaveRefusesIncompleteSetups) {
   PredomSetup s = testing::CuSOSetup();
   s.constant.clear();
