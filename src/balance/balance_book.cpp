@@ -538,6 +538,17 @@ bool BalanceBook::StreamFill(int sheet, int row, int typed_col) {
     const double factor = EnergyFactor(units_.energy);  // energy unit per kcal; H in cal/mol = kcal/kmol
     number(col::kSpecLatH, (v.h - v0.h) * factor);
     number(col::kSpecTotH, v.h * factor);
+    // Enthalpies beyond the species' data are shown in italics of their own colour.
+    const bool beyond = v.extrapolated != thermo::Extrapolation::None;
+    const std::uint32_t color = beyond ? kExtrapolatedColor : platform::kBlack;
+    for (int c : {col::kSpecLatH, col::kSpecTotH}) {
+      if (sh.Style(row, c).color != color) sh.SetFontColor(row, c, row, c, color);
+      if (sh.Style(row, c).italic != beyond) {
+        platform::CellStyle st = sh.Style(row, c);
+        st.italic = beyond;
+        sh.SetStyle(row, c, st);
+      }
+    }
   } else {
     // No temperature: error enthalpies, which every total that uses them shows.
     const std::string err = std::string("=") + std::string(platform::ErrorText(

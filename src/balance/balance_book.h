@@ -56,6 +56,7 @@ inline constexpr double kNoDensity = 1.0E15;           ///< g/cm3 for a species 
 inline constexpr double kDefaultTemperature = 298.15;  ///< K, an empty temperature cell
 inline constexpr double kCelsiusOffset = 273.15;       ///< K
 inline constexpr double kCalToJ = 4.184;               ///< J per cal
+inline constexpr std::uint32_t kExtrapolatedColor = 0xC05000;  ///< enthalpies beyond the species' data
 
 // The user's words.
 inline constexpr std::string_view kMsgSheetOrder = "Error in sheet order, please use backup file!";

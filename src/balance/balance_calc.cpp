@@ -62,6 +62,27 @@ std::vector<BalanceProblem> CheckBalance(BalanceBook& book, int area) {
   return out;
 }
 
+std::vector<ExtrapolatedRow> ExtrapolatedRows(BalanceBook& book, int area) {
+  std::vector<ExtrapolatedRow> out;
+  for (int k = 1; k <= book.AreaCount(); ++k) {
+    if (area > 0 && k != area) continue;
+    for (int sheet : {book.InSheet(k), book.OutSheet(k)}) {
+      const Sheet& sh = book.book().sheet(sheet);
+      for (const RowData& r : book.Rows(sheet)) {
+        if (r.kind != RowKind::Species) continue;
+        const SpeciesInfo* sp = book.species().Lookup(r.formula);
+        std::optional<double> T = RowKelvin(sh.Value(r.row, col::kTemp), book.units().temp);
+        if (!sp || !T) continue;
+        thermo::SpeciesValues v = thermo::CalcSpeciesAtT(sp->data, *T);
+        if (v.extrapolated == thermo::Extrapolation::None) continue;
+        out.push_back({sheet, r.row, sh.name() + "!" + platform::ColumnName(col::kTemp) + std::to_string(r.row + 1),
+                       r.formula, r.t_display, thermo::ExtrapolationNote(sp->data, v)});
+      }
+    }
+  }
+  return out;
+}
+
 std::string ProblemsText(const std::vector<BalanceProblem>& problems) {
   std::string text;
   for (const BalanceProblem& p : problems) text += (text.empty() ? "" : "\n") + p.message;

@@ -39,6 +39,18 @@ std::vector<BalanceProblem> CheckBalance(BalanceBook& book, int area = 0);
 /// The messages of the problems, one a line.
 std::string ProblemsText(const std::vector<BalanceProblem>& problems);
 
+/// A species row evaluated beyond the temperature range of its data.
+struct ExtrapolatedRow {
+  int sheet = 0, row = 0;  ///< 0-based
+  std::string cell;        ///< the temperature cell, "OUT1!B5"
+  std::string species;
+  double t_display = 0;    ///< the row's temperature, display unit
+  std::string note;        ///< "Extrapolated from 298.15-1650 K"
+};
+
+/// Species rows of the IN and OUT sheets of an area (0: every area) whose enthalpy is extrapolated.
+std::vector<ExtrapolatedRow> ExtrapolatedRows(BalanceBook& book, int area = 0);
+
 /// The iteration of CalTBal on a residual f(T) (T in K) that grows with T.
 struct TBalSolution {
   double T = 0;            ///< K, final temperature

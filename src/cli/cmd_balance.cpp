@@ -60,6 +60,20 @@ json TotalsJson(const bal::Totals& t) {
   return {{"kmol", t.kmol}, {"kg", t.kg}, {"Nm3", t.nm3}, {"latent_H", t.lat_h}, {"total_H", t.tot_h}};
 }
 
+json ExtrapolatedJson(const std::vector<bal::ExtrapolatedRow>& rows) {
+  json a = json::array();
+  for (const auto& r : rows) a.push_back({{"cell", r.cell}, {"species", r.species}, {"T", r.t_display}, {"note", r.note}});
+  return a;
+}
+
+/// "Note: OUT1!B5 FeO at 1800 °C: Extrapolated from 298.15-1650 K" lines.
+std::string ExtrapolatedText(const std::vector<bal::ExtrapolatedRow>& rows, bal::TempUnit unit) {
+  std::string text;
+  for (const auto& r : rows)
+    text += fmt::format("Note: {} {} at {:g} {}: {}\n", r.cell, r.species, r.t_display, bal::TempUnitName(unit), r.note);
+  return text;
+}
+
 std::string TotalsLine(std::string_view name, const bal::Totals& t) {
   return fmt::format("{:<10}{:>14.3f}{:>14.3f}{:>14.3f}{:>16.3f}{:>16.3f}\n", name, t.kmol, t.kg, t.nm3, t.lat_h,
                      t.tot_h);
@@ -125,7 +139,10 @@ int RunRecalc(const BalanceOptions& o) {
     json a = json::array();
     for (const auto& t : areas)
       a.push_back({{"in", TotalsJson(t.in)}, {"out", TotalsJson(t.out)}, {"balance", TotalsJson(t.balance)}});
-    PrintJson({{"energy_unit", unit}, {"areas", a}, {"total", TotalsJson(total)}});
+    PrintJson({{"energy_unit", unit},
+               {"areas", a},
+               {"total", TotalsJson(total)},
+               {"extrapolated", ExtrapolatedJson(bal::ExtrapolatedRows(*s.book))}});
     return 0;
   }
   std::string text;
@@ -137,6 +154,7 @@ int RunRecalc(const BalanceOptions& o) {
     text += TotalsLine("BALANCE", areas[k].balance) + "\n";
   }
   text += fmt::format("Total Balance   Balance ({})\n", unit) + TotalsLine("", total);
+  text += ExtrapolatedText(bal::ExtrapolatedRows(*s.book), s.book->units().temp);
   fmt::print("{}", text);
   return 0;
 }
@@ -152,15 +170,17 @@ int RunTemperature(const BalanceOptions& o) {
   if (o.save && r.iterated)
     if (auto e = s.book->Save(o.file); !e.empty()) return Fail(e);
   std::string unit = s.book->units().temp == bal::TempUnit::C ? "C" : "K";
+  const std::vector<bal::ExtrapolatedRow> extrapolated = bal::ExtrapolatedRows(*s.book, o.area);  // as solved
   if (o.json) {
     PrintJson({{"T", r.t_display},
                {"unit", unit},
                {"relation", r.relation},
                {"iterations", r.iterations},
                {"kept_formulas", r.kept_formulas},
+               {"extrapolated", ExtrapolatedJson(extrapolated)},
                {"message", r.message}});
   } else {
-    fmt::print("{}\n", r.message);
+    fmt::print("{}\n{}", r.message, ExtrapolatedText(extrapolated, s.book->units().temp));
   }
   return 0;
 }
@@ -170,6 +190,7 @@ int RunElements(const BalanceOptions& o) {
   if (OpenBalance(s, o)) return ExitCode();
   if (Recalculate(s, o, o.area)) return ExitCode();
   bal::EleBal eb = bal::GetEleBal(*s.book, o.area);
+  const std::vector<bal::ExtrapolatedRow> extrapolated = bal::ExtrapolatedRows(*s.book, o.area);
   // The report closes with the temperature of the products; finding it rewrites only temperatures, in this
   // copy of the workbook, so the compositions above keep the temperatures of the file.
   bal::TBalResult tbal = bal::CalTBal(*s.book, o.area, false);
@@ -198,10 +219,12 @@ int RunElements(const BalanceOptions& o) {
                {"product_T", tbal.done ? json(tbal.t_display) : json(nullptr)},
                {"elements", elements},
                {"errors", bal::ElementErrors(eb)},
+               {"extrapolated", ExtrapolatedJson(extrapolated)},
                {"in", side(eb.in)},
                {"out", side(eb.out)}});
   } else {
-    fmt::print("{}", bal::MaterialBalanceReport(eb, s.book->units(), o.file, tbal.done ? &tbal.t_display : nullptr));
+    fmt::print("{}{}", bal::MaterialBalanceReport(eb, s.book->units(), o.file, tbal.done ? &tbal.t_display : nullptr),
+               ExtrapolatedText(extrapolated, s.book->units().temp));
   }
   return 0;
 }

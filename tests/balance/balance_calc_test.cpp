@@ -403,5 +403,36 @@ TEST(CalTBal, TemperatureFormulasAreKeptUnlessTheUserAgrees) {
   }
 }
 
+// Enthalpies beyond a species' data used to be silent (FeO at 1800 °C, data to 1600 K).
+TEST(ExtrapolatedRows, BeyondTheDataIsMarkedInTheSheetAndListed) {
+  Fixture f;
+  thermo::SpeciesData feo = testing::Data({"FeO", -65.02, 14.52, 12.122, 2.072, -0.75, 5.7});
+  feo.ranges[0].t2 = 1600;
+  f.species.Add("FeO", feo, 5.7);
+  int out = f.book.OutSheet(1);
+  f.book.PutSpecies(f.book.InSheet(1), R, "FeO", 25, col::kKmol, 1);
+  f.book.PutSpecies(out, R, "FeO", 1800, col::kKmol, 1);
+  f.book.MReCalc();
+  std::vector<ExtrapolatedRow> x = ExtrapolatedRows(f.book);
+  ASSERT_EQ(x.size(), 1u);
+  EXPECT_EQ(x[0].cell, "OUT1!B4");
+  EXPECT_EQ(x[0].species, "FeO");
+  EXPECT_EQ(x[0].note, "Extrapolated from 298.15-1600 K");
+  EXPECT_DOUBLE_EQ(x[0].t_display, 1800);
+  const platform::Sheet& sh = f.book.book().sheet(out);
+  for (int c : {col::kSpecLatH, col::kSpecTotH}) {
+    EXPECT_TRUE(sh.Style(R, c).italic);
+    EXPECT_EQ(sh.Style(R, c).color, kExtrapolatedColor);
+  }
+  EXPECT_FALSE(f.book.book().sheet(f.book.InSheet(1)).Style(R, col::kSpecTotH).italic);
+  // Back inside the data: the mark goes.
+  f.book.EditCell(out, R, col::kTemp, "1200");
+  f.book.MReCalc();
+  EXPECT_TRUE(ExtrapolatedRows(f.book).empty());
+  EXPECT_FALSE(sh.Style(R, col::kSpecTotH).italic);
+  EXPECT_EQ(sh.Style(R, col::kSpecTotH).color, platform::kBlack);
+  EXPECT_TRUE(ExtrapolatedRows(f.book, 2).empty());
+}
+
 }  // namespace
 }  // namespace zyl::balance

@@ -157,7 +157,11 @@ TEST_F(RealDb, CommandLineRefusesBalancesItCanNotTrust) {
   const size_t at = report.find("Temperature of Products = ");
   ASSERT_NE(at, std::string::npos) << report;
   EXPECT_NEAR(std::stod(report.substr(at + 26)), 2328 - 273.15, 15);
+  // The products at the flame temperature are inside their data: nothing is marked.
+  auto tj = nlohmann::json::parse(Zyl("balance temperature " + good + " --json" + db, &st));
+  EXPECT_TRUE(tj["extrapolated"].empty()) << tj.dump();
   auto ej = nlohmann::json::parse(Zyl("balance elements " + good + " --json" + db, &st));
+  EXPECT_TRUE(ej["extrapolated"].empty()) << ej.dump();
   EXPECT_NEAR(ej["product_T"].get<double>(), 2328 - 273.15, 15);
   EXPECT_NEAR(ej["in"]["species"][0]["T"].get<double>(), 25, 1e-9);  // compositions as in the file
 
@@ -186,6 +190,22 @@ TEST_F(RealDb, CommandLineRefusesBalancesItCanNotTrust) {
     }
   }
   msgs.Clear();
+
+  // FeO at 1800 °C is beyond its data (to 1600 K): marked in the text and in --json.
+  {
+    BalanceBook b(*species, msgs);
+    ASSERT_EQ(b.Open(good), "");
+    b.PutSpecies(b.OutSheet(1), R + 3, "FeO", 1800, col::kKmol, 0.1);
+    const std::string file = (dir / "feo.xlsx").string();
+    ASSERT_EQ(b.Save(file), "");
+    std::string text = Zyl("balance recalc " + file + db, &st);
+    EXPECT_EQ(st, 0) << text;
+    EXPECT_NE(text.find("Note: OUT1!B7 FeO at 1800 °C: Extrapolated from 298.15-1600 K"), std::string::npos) << text;
+    auto j = nlohmann::json::parse(Zyl("balance recalc " + file + " --json" + db, &st));
+    ASSERT_EQ(j["extrapolated"].size(), 1u);
+    EXPECT_EQ(j["extrapolated"][0]["cell"], "OUT1!B7");
+    EXPECT_EQ(j["extrapolated"][0]["note"], "Extrapolated from 298.15-1600 K");
+  }
 
   // A stream with an unknown species is not written; neither is one at an impossible temperature.
   for (const std::string args : {" \"O2(g)=21\" \"Foo(g)=79\"", " \"O2(g)=21\" -T -300", " \"O2(g)=nan\""}) {

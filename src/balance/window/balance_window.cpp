@@ -389,6 +389,16 @@ void Balance::MReCalc() {
   }
   grid_->SelectSheet(book_->BalSheet());
   grid_->SetCurrentCell(row, col);
+  // Enthalpies beyond a species' data are in italics; the status line says which.
+  std::vector<ExtrapolatedRow> beyond = ExtrapolatedRows(*book_);
+  if (!beyond.empty()) {
+    QStringList items;
+    for (const ExtrapolatedRow& e : beyond)
+      items << QString::fromStdString(e.species + " (" + e.cell + ": " + e.note + ")");
+    status_->setText("Extrapolated: " + items.join("; "));
+  } else {
+    UpdateTitle();
+  }
 }
 
 void Balance::MUnits(const BalanceUnits& units) {
