@@ -124,6 +124,7 @@ int RunTpp(const TppOptions& o) {
         {"areas", area_list},
         {"seconds", seconds},
     };
+    out["extrapolated"] = ExtrapolationNotes(m);
     if (!o.output.empty()) out["output"] = o.output;
     PrintJson(out);
     return 0;
@@ -142,6 +143,7 @@ int RunTpp(const TppOptions& o) {
       fmt::print("{:<24}{:>12}\n", m.names[k - 1], "absent");
   fmt::print("\n{} boundary points, {} points evaluated, {:.2f} ms\n", r.BoundaryPoints(), r.evaluations,
              seconds * 1e3);
+  for (const std::string& note : ExtrapolationNotes(m)) fmt::print("Note: {}\n", note);
   if (!o.output.empty()) fmt::print("Picture written to {}\n", o.output);
   return 0;
 }

@@ -1,5 +1,7 @@
 #include "diagrams/predom.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -214,6 +216,23 @@ std::vector<std::string> CheckSystem(PredomSetup& s, bool drop) {
   axis(s.x_axis, "The x-axis: ", true, false);
   axis(s.y_axis, "The y-axis: ", false, false);
   axis(s.constant, "The diagram constant: ", true, true);
+  return out;
+}
+
+std::vector<std::string> ExtrapolationNotes(const PredomModel& m) {
+  const double lo = m.TemperatureAxis() ? std::min(m.tmin, m.tmax) : m.T;
+  const double hi = m.TemperatureAxis() ? std::max(m.tmin, m.tmax) : m.T;
+  std::vector<std::string> out;
+  auto check = [&](const std::string& name, const std::vector<EnergyRange>& ranges) {
+    size_t n = 0;  // ranges in use: a zero upper limit ends the list
+    while (n < ranges.size() && ranges[n].T2 > 0) ++n;
+    if (n == 0 || name.empty()) return;
+    const EnergyRange* r = lo < ranges[0].T1 ? &ranges[0] : hi > ranges[n - 1].T2 ? &ranges[n - 1] : nullptr;
+    if (r) out.push_back(fmt::format("{}: Extrapolated from {:g}-{:g} K", name, r->T1, r->T2));
+  };
+  check(m.gas1, m.gas1_ranges);
+  check(m.gas2, m.gas2_ranges);
+  for (int k = 0; k < m.Count(); ++k) check(m.names[k], m.ranges[k]);
   return out;
 }
 

@@ -180,6 +180,10 @@ struct CollectResult {
 /// Reads the species and gases, converts to joules and sets the coefficients.
 CollectResult CollectData(const PredomSetup& setup, const SpeciesSource& db);
 
+/// "<species>: Extrapolated from T1-T2 K" for every species and axis gas whose data do not cover the diagram's
+/// temperatures (the temperature axis, or the constant temperature), naming the range nearest to them.
+std::vector<std::string> ExtrapolationNotes(const PredomModel& m);
+
 /// Sets free_element, a, b and c of every species from the formulas; returns an error text when the
 /// gases do not leave one element free. Species without the free element move to `skipped`.
 std::string ParseNametoMatrix(PredomModel& m);

@@ -200,6 +200,25 @@ TEST(PredomCollect, ItemsOutsideTheThreeElementSystemAreRefused) {
   EXPECT_TRUE(CheckSystem(ok, false).empty());
 }
 
+// Species evaluated beyond their data used to be silent in the diagram (FeS2 above 1400 K).
+TEST(PredomCollect, ExtrapolationIsNoted) {
+  MemorySpeciesSource db = CuSODatabase();
+  db.Add("CuSO4", SampleRanges(*FindSample("CuSO4"), 298.15, 900));
+  PredomSetup s = CuSOSetup(kResolutionLow, 1000);
+  CollectResult r = CollectData(s, db);
+  ASSERT_TRUE(r.model) << r.error;
+  EXPECT_EQ(ExtrapolationNotes(*r.model), std::vector<std::string>{"CuSO4: Extrapolated from 298.15-900 K"});
+  s.constant_value = 800;  // inside every range
+  EXPECT_TRUE(ExtrapolationNotes(*CollectData(s, db).model).empty());
+  // A temperature axis reaching below 298.15 K leaves every species and the axis gas below its data.
+  s.x_axis = "Temperature", s.xmin = 250, s.xmax = 800, s.constant = "S2(g)", s.constant_value = -3;
+  r = CollectData(s, db);
+  ASSERT_TRUE(r.model) << r.error;
+  std::vector<std::string> notes = ExtrapolationNotes(*r.model);
+  ASSERT_EQ(notes.size(), 2u + r.model->names.size());
+  EXPECT_EQ(notes[0], "O2(g): Extrapolated from 298.15-3000 K");
+}
+
 PredomModel Model(const PredomSetup& s, const SpeciesSource& db) {
   CollectResult r = CollectData(s, db);
   EXPECT_TRUE(r.model) << r.error;

@@ -586,6 +586,11 @@ void Predom::ButPsd_Click() {
                          .arg(result_->BoundaryPoints())
                          .arg(result_->evaluations)
                          .arg(seconds * 1e3, 0, 'f', 1));
+  if (std::vector<std::string> notes = ExtrapolationNotes(*model_); !notes.empty()) {
+    QStringList list;
+    for (const std::string& n : notes) list << QString::fromStdString(n);
+    LabStatus->setText(LabStatus->text() + "\n" + list.join("\n"));
+  }
   emit calculated(result_->BoundaryPoints(), seconds);
 }
 
