@@ -5,13 +5,16 @@
 #include <sstream>
 
 #include "tools/thermo_source.h"
+#include "platform/text.h"
 
 namespace zyl::tools {
 
 namespace {
 
+using platform::Trim;
+
 constexpr double kR = 8.314462618;    // J/(mol K), CODATA 2018
-constexpr double kCelsius = 273.15;   // K
+constexpr double kCelsius = thermo::kCelsiusOffset;  // K
 
 // Kopp's rule, J/(mol K) per atom: Perry's Chemical Engineers' Handbook (7th ed., table 2-393,
 // after Kopp 1864): C 7.53, H 9.62, B 11.3, Si 15.9, O 16.7, F 20.9, P 22.6, S 22.6, others 25.9.
@@ -20,11 +23,6 @@ const std::map<std::string, double>& KoppValues() {
   static const std::map<std::string, double> v = {{"C", 7.53}, {"H", 9.62},  {"B", 11.3},  {"Si", 15.9},
                                                   {"O", 16.7}, {"F", 20.9},  {"P", 22.6},  {"S", 22.6}};
   return v;
-}
-
-std::string Trim(std::string_view s) {
-  size_t a = s.find_first_not_of(" \t\r"), b = s.find_last_not_of(" \t\r");
-  return a == std::string_view::npos ? std::string() : std::string(s.substr(a, b - a + 1));
 }
 
 // Keywords are capitals and underscores; a phase name can be capitals too ("UOFOH"), so a keyword

@@ -3,18 +3,15 @@
 #include <cmath>
 #include <cstdlib>
 #include <fmt/format.h>
+#include "platform/text.h"
 
 namespace zyl::tools {
 
 namespace {
 
-constexpr double kRCal = kRNasa / kCalToJ;  // cal/(mol K)
+using platform::TrimView;
 
-std::string_view Trim(std::string_view s) {
-  while (!s.empty() && (s.front() == ' ' || s.front() == '\t' || s.front() == '\r')) s.remove_prefix(1);
-  while (!s.empty() && (s.back() == ' ' || s.back() == '\t' || s.back() == '\r')) s.remove_suffix(1);
-  return s;
-}
+constexpr double kRCal = kRNasa / kCalToJ;  // cal/(mol K)
 
 /// Columns [from, from + len) of a line (0-based), clipped to the line.
 std::string_view Cols(std::string_view line, size_t from, size_t len) {
@@ -23,7 +20,7 @@ std::string_view Cols(std::string_view line, size_t from, size_t len) {
 }
 
 bool ParseInt(std::string_view s, int* out) {
-  s = Trim(s);
+  s = TrimView(s);
   if (s.empty()) return false;
   int v = 0;
   bool neg = false;
@@ -45,7 +42,7 @@ bool ParseInt(std::string_view s, int* out) {
 }  // namespace
 
 double ParseFortranDouble(std::string_view field) {
-  field = Trim(field);
+  field = TrimView(field);
   if (field.empty()) return 0;
   char buf[64];
   size_t n = std::min(field.size(), sizeof(buf) - 1);
@@ -90,7 +87,7 @@ NasaFile ParseNasaThermo(std::string_view text) {
   }
   size_t i = 0;
   // Skip to the line "thermo" and the default ranges line after it.
-  while (i < lines.size() && Trim(lines[i]) != "thermo") ++i;
+  while (i < lines.size() && TrimView(lines[i]) != "thermo") ++i;
   if (i >= lines.size()) {
     out.warnings.push_back("no line \"thermo\" found");
     return out;
@@ -99,7 +96,7 @@ NasaFile ParseNasaThermo(std::string_view text) {
   bool reactants = false;
   while (i < lines.size()) {
     std::string_view l = lines[i];
-    std::string_view tl = Trim(l);
+    std::string_view tl = TrimView(l);
     if (tl.empty() || tl[0] == '!') {
       ++i;
       continue;
@@ -112,8 +109,8 @@ NasaFile ParseNasaThermo(std::string_view text) {
     if (tl.rfind("END REACTANTS", 0) == 0) break;
     NasaRecord rec;
     rec.line = static_cast<int>(i + 1);
-    rec.name = std::string(Trim(Cols(l, 0, 18)));
-    rec.comment = std::string(Trim(Cols(l, 18, 200)));
+    rec.name = std::string(TrimView(Cols(l, 0, 18)));
+    rec.comment = std::string(TrimView(Cols(l, 18, 200)));
     rec.reactant_only = reactants;
     if (i + 1 >= lines.size()) break;
     std::string_view l2 = lines[i + 1];
@@ -123,9 +120,9 @@ NasaFile ParseNasaThermo(std::string_view text) {
       ++i;
       continue;
     }
-    rec.ref_code = std::string(Trim(Cols(l2, 3, 6)));
+    rec.ref_code = std::string(TrimView(Cols(l2, 3, 6)));
     for (int k = 0; k < 5; ++k) {
-      std::string_view sym = Trim(Cols(l2, 10 + 8 * k, 2));
+      std::string_view sym = TrimView(Cols(l2, 10 + 8 * k, 2));
       double amount = ParseFortranDouble(Cols(l2, 12 + 8 * k, 6));
       if (!sym.empty() && amount != 0) rec.elements.emplace_back(std::string(sym), amount);
     }

@@ -6,10 +6,12 @@
 #include <memory>
 #include <string>
 
+#include "thermo/constants.h"
+
 namespace zyl::tools {
 
-inline constexpr double kCalToJ = 4.184;      ///< thermochemical calorie, J
-inline constexpr double kTRef = 298.15;       ///< reference temperature, K
+using thermo::kCalToJ;                        ///< thermochemical calorie, J
+inline constexpr double kTRef = thermo::kT0;  ///< reference temperature, K
 inline constexpr double kRNasa = 8.314510;    ///< gas constant used to make NASA thermo.inp, J/(mol K)
 
 /// One smooth piece of source data, valid on [TLow(), THigh()] (evaluation outside extrapolates).

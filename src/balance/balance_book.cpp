@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 #include "thermo/formula.h"
+#include "platform/text.h"
 
 namespace zyl::balance {
 
@@ -16,15 +17,10 @@ using platform::Workbook;
 
 namespace {
 
+using platform::Trim;
+
 constexpr double kKWhInKJ = 3600.0;  ///< kJ per kWh
 constexpr int kUnitsCol = col::kKind;  ///< BAL sheet: units kept in the hidden column, rows 0..2
-
-std::string Trim(std::string_view s) {
-  size_t a = 0, b = s.size();
-  while (a < b && std::isspace(static_cast<unsigned char>(s[a]))) ++a;
-  while (b > a && std::isspace(static_cast<unsigned char>(s[b - 1]))) --b;
-  return std::string(s.substr(a, b - a));
-}
 
 /// Formula text compared without blanks and case.
 std::string Canon(std::string_view f) {
@@ -488,7 +484,7 @@ void BalanceBook::SetRed(int sheet, int row, int c, bool red) {
 
 std::string BalanceBook::TempCellRefKelvin(int row) const {
   std::string b = Ref(col::kTemp, row);
-  return units_.temp == TempUnit::C ? "(" + b + "+273.15)" : b;
+  return units_.temp == TempUnit::C ? fmt::format("({}+{:g})", b, kCelsiusOffset) : b;
 }
 
 bool BalanceBook::IsGeneratedFormula(int sheet, int row, int c) const {
@@ -1023,7 +1019,7 @@ void BalanceBook::MUnits(const BalanceUnits& units) {
   units_ = units;
   if (old.temp != units.temp) {
     double delta = units.temp == TempUnit::K ? kCelsiusOffset : -kCelsiusOffset;
-    const char* wrap = units.temp == TempUnit::K ? "+273.15" : "-273.15";
+    const std::string wrap = fmt::format("{}{:g}", units.temp == TempUnit::K ? "+" : "-", kCelsiusOffset);
     for (int s = 1; s <= 2 * areas_; ++s) {
       Sheet& sh = book_.sheet(s);
       int last = sh.LastRow();

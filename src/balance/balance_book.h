@@ -18,6 +18,7 @@
 #include "balance/species_source.h"
 #include "platform/messages.h"
 #include "platform/workbook.h"
+#include "thermo/constants.h"
 
 namespace zyl::balance {
 
@@ -51,11 +52,11 @@ inline constexpr std::string_view kKindStream = "P";
 inline constexpr std::string_view kKindSpecies = "C";
 inline constexpr std::string_view kKindHeat = "Q";
 
-inline constexpr double kIdealMolarVolume = 22413.6;  ///< cm3/mol at 0 °C and 1 atm
+inline constexpr double kIdealMolarVolume = thermo::kMolarVolume * 1000;  ///< cm3/mol at 0 °C and 1 atm
 inline constexpr double kNoDensity = 1.0E15;           ///< g/cm3 for a species without density: volume 0
 inline constexpr double kDefaultTemperature = 298.15;  ///< K, an empty temperature cell
-inline constexpr double kCelsiusOffset = 273.15;       ///< K
-inline constexpr double kCalToJ = 4.184;               ///< J per cal
+using thermo::kCelsiusOffset;                          ///< K
+using thermo::kCalToJ;                                 ///< J per cal
 inline constexpr std::uint32_t kExtrapolatedColor = 0xC05000;  ///< enthalpies beyond the species' data
 
 // The user's words.

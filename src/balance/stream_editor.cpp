@@ -146,7 +146,7 @@ void StreamDoc::WriteKmolFormula(int r) {
     case AmountUnit::kmol: sh.SetFormula(r, scol::kKmol, "=" + a); break;
     case AmountUnit::Nm3:
       if (IsGas(name.is_text() ? name.text : std::string()))
-        sh.SetFormula(r, scol::kKmol, "=" + a + "/" + "22.4136");
+        sh.SetFormula(r, scol::kKmol, fmt::format("={}/{:g}", a, kMolarVolumeNm3));
       else
         sh.SetFormula(r, scol::kKmol, "=1000*" + a + "*" + Ref(scol::kDens, r) + "/" + Ref(scol::kMW, r));
       break;

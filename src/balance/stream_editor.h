@@ -18,7 +18,7 @@ namespace zyl::balance {
 
 enum class AmountUnit : std::uint8_t { kmol, Nm3, kg };
 
-inline constexpr double kMolarVolumeNm3 = 22.4136;  ///< Nm3/kmol of an ideal gas at 0 °C and 1 atm
+inline constexpr double kMolarVolumeNm3 = thermo::kMolarVolume;  ///< Nm3/kmol of an ideal gas at 0 °C and 1 atm
 inline constexpr double kDefaultCondensedDensity = 1.0;  ///< g/cm3 written for a condensed species without one
 inline constexpr std::string_view kStreamEditorTitle = " Stream Editor ";
 

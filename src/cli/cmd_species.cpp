@@ -108,6 +108,7 @@ int RunSpecies(const SpeciesOptions& o) {
   if (temps_k.empty()) temps_k.push_back(thermo::kT0);
   for (double t : temps_k)
     if (!(t > 0)) return Fail(fmt::format("temperature must be above 0 K: {:g} K", t));
+    else if (!(t <= thermo::kMaxTemperature)) return Fail(fmt::format("temperature must not exceed 20000 K: {:g} K", t));
 
   nlohmann::json out = nlohmann::json::array();
   std::string text;

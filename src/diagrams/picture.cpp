@@ -8,10 +8,13 @@
 #include <fmt/format.h>
 
 #include "platform/files.h"
+#include "platform/text.h"
 
 namespace zyl::diagrams {
 
 namespace {
+
+using platform::TrimView;
 
 // Light, clearly distinguishable area colours (after ColorBrewer "Set3"), then golden-angle hues.
 constexpr Rgb kAreaColors[] = {{141, 211, 199}, {255, 255, 179}, {190, 186, 218}, {251, 128, 114},
@@ -26,12 +29,6 @@ Rgb FromHsl(double h, double s, double l) {
   };
   auto byte = [](double v) { return static_cast<uint8_t>(std::lround(std::clamp(v, 0.0, 1.0) * 255)); };
   return {byte(f(0)), byte(f(8)), byte(f(4))};
-}
-
-std::string_view Trim(std::string_view s) {
-  while (!s.empty() && (s.front() == ' ' || s.front() == '\t')) s.remove_prefix(1);
-  while (!s.empty() && (s.back() == ' ' || s.back() == '\t' || s.back() == '\r')) s.remove_suffix(1);
-  return s;
 }
 
 std::string GasLabel(const std::string& name) {
@@ -80,7 +77,7 @@ std::optional<Palette> ParsePalette(std::string_view text, std::string* error) {
   std::vector<std::string_view> lines;
   for (size_t start = 0; start < text.size();) {
     size_t end = std::min(text.find('\n', start), text.size());
-    lines.push_back(Trim(text.substr(start, end - start)));
+    lines.push_back(TrimView(text.substr(start, end - start)));
     start = end + 1;
   }
   if (lines.size() < 3 || lines[0] != "JASC-PAL") return fail("This is not a palette file (JASC-PAL).");
@@ -262,7 +259,7 @@ std::optional<DiagramPicture> ReadPicture(std::string_view text, std::string* er
       double v[2];
       if (!ReadNumbers(rest, v, 2)) return false;
       a.min = v[0], a.max = v[1];
-      a.title = std::string(Trim(rest));
+      a.title = std::string(TrimView(rest));
       return true;
     };
     if (key == "title") {
@@ -272,7 +269,7 @@ std::optional<DiagramPicture> ReadPicture(std::string_view text, std::string* er
     } else if (key == "xaxis" || key == "yaxis") {
       if (!axis(key == "xaxis" ? p.x : p.y)) return fail(n + 1);
     } else if (key == "fill") {
-      p.fill_areas = Trim(rest) == "1";
+      p.fill_areas = TrimView(rest) == "1";
     } else if (key == "color") {
       int v[4];
       if (!ReadNumbers(rest, v, 4) || v[0] < 0 || v[0] >= 4096) return fail(n + 1);
@@ -291,7 +288,7 @@ std::optional<DiagramPicture> ReadPicture(std::string_view text, std::string* er
       double v[2];
       int s = 0;
       if (!ReadNumbers(rest, v, 2) || !ReadNumbers(rest, &s, 1)) return fail(n + 1);
-      p.labels.push_back({std::string(Trim(rest)), v[0], v[1], s});
+      p.labels.push_back({std::string(TrimView(rest)), v[0], v[1], s});
     } else if (!l.empty()) {
       return fail(n + 1);
     }

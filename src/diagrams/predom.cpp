@@ -306,6 +306,17 @@ CollectResult CollectData(const PredomSetup& s, const SpeciesSource& db) {
     m.T = ToKelvin(s.constant_value, s.celsius);
     if (m.T <= 0) return {{}, "The temperatures must lie above 0 K.", {}};
   }
+  // Limits a diagram can use: finite, log p within ±kMaxLogP, temperatures up to kMaxTemperature.
+  for (Quantity q : {m.xq, m.yq}) {
+    const bool x = q == m.xq;
+    const double lo = x ? m.xmin : m.ymin, hi = x ? m.xmax : m.ymax;
+    const double limit = q == Quantity::Temperature ? kMaxTemperature : kMaxLogP;
+    if (!std::isfinite(lo) || !std::isfinite(hi) || std::fabs(lo) > limit || std::fabs(hi) > limit)
+      return {{}, std::string(x ? kMsgXLimits : kMsgYLimits), {}};
+  }
+  if (!std::isfinite(m.T) || m.T > kMaxTemperature || !std::isfinite(m.log_p_constant) ||
+      std::fabs(m.log_p_constant) > kMaxLogP)
+    return {{}, std::string(kMsgConstantLimits), {}};
   if (!(m.xmin < m.xmax)) return {{}, "The X - axis minimum must be below its maximum.", {}};
   if (!(m.ymin < m.ymax)) return {{}, "The Y - axis minimum must be below its maximum.", {}};
 

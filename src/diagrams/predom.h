@@ -25,12 +25,14 @@
 #include <string_view>
 #include <vector>
 
+#include "thermo/constants.h"
+
 namespace zyl::diagrams {
 
-inline constexpr double kCalToJ = 4.184;
+using thermo::kCalToJ;
 inline constexpr double kGasConstant = 8.314;  ///< J/(mol K)
-inline constexpr double kCelsiusOffset = 273.15;
-inline constexpr double kT298 = 298.15;  ///< K
+using thermo::kCelsiusOffset;
+inline constexpr double kT298 = thermo::kT0;  ///< K
 /// Lower limits below these count as "below 298.15 K"; a limit stored in single precision as 298.15
 /// (298.1499938964844) does not.
 inline constexpr double kBelow298First = 298.149993896483;
@@ -53,6 +55,13 @@ inline constexpr std::string_view kMsgDifferentAxes = "Please, select different 
 inline constexpr std::string_view kMsgTemperatureMissing =
     "Please, put Temperature on the X - axis or make it the diagram constant.";
 inline constexpr std::string_view kMsgSelectSpecies = "Select Species";
+inline constexpr double kMaxLogP = 1000;          ///< largest |log10(p/bar)| of an axis or the constant
+using thermo::kMaxTemperature;                  ///< K, far beyond any species data
+inline constexpr std::string_view kMsgXLimits =
+    "The X - axis limits must be numbers: log p between -1000 and 1000, temperatures up to 20000 K.";
+inline constexpr std::string_view kMsgYLimits = "The Y - axis limits must be numbers between -1000 and 1000.";
+inline constexpr std::string_view kMsgConstantLimits =
+    "The diagram constant must be a number: log p between -1000 and 1000, a temperature up to 20000 K.";
 
 /// One heat-capacity range as the database stores it (calories, the species working-array order).
 struct CalorieRange {

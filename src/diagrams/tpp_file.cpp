@@ -6,16 +6,13 @@
 #include <fmt/format.h>
 
 #include "platform/files.h"
+#include "platform/text.h"
 
 namespace zyl::diagrams {
 
 namespace {
 
-std::string_view Trim(std::string_view s) {
-  while (!s.empty() && (s.front() == ' ' || s.front() == '\t')) s.remove_prefix(1);
-  while (!s.empty() && (s.back() == ' ' || s.back() == '\t' || s.back() == '\r')) s.remove_suffix(1);
-  return s;
-}
+using platform::TrimView;
 
 std::vector<std::string_view> SplitLines(std::string_view text) {
   std::vector<std::string_view> lines;
@@ -32,7 +29,7 @@ std::vector<std::string_view> SplitLines(std::string_view text) {
 }
 
 bool ReadDouble(std::string_view s, double& v) {
-  s = Trim(s);
+  s = TrimView(s);
   if (!s.empty() && s.front() == '+') s.remove_prefix(1);
   if (s.empty()) return false;
   auto [p, ec] = std::from_chars(s.data(), s.data() + s.size(), v);
@@ -87,10 +84,10 @@ std::optional<PredomSetup> Parse2(std::string_view text, std::string* error) {
     return std::nullopt;
   };
   std::vector<std::string_view> lines = SplitLines(text);
-  if (lines.empty() || Trim(lines[0]) != Trim(kTppHeader)) return fail("This is not a predominance set-up file.");
+  if (lines.empty() || TrimView(lines[0]) != TrimView(kTppHeader)) return fail("This is not a predominance set-up file.");
   if (lines.size() < 17) return fail("The set-up file ends too early.");
   PredomSetup s;
-  for (int i = 0; i < 3; ++i) s.elements[i] = std::string(Trim(lines[1 + i]));
+  for (int i = 0; i < 3; ++i) s.elements[i] = std::string(TrimView(lines[1 + i]));
   double* limits[4] = {&s.xmin, &s.xmax, &s.ymin, &s.ymax};
   for (int i = 0; i < 4; ++i)
     if (!ReadDouble(lines[5 + i], *limits[i]))
@@ -98,11 +95,11 @@ std::optional<PredomSetup> Parse2(std::string_view text, std::string* error) {
   if (!ReadDouble(lines[10], s.constant_value)) return fail("The set-up file holds no number on line 11.");
   double kelvin = 0;
   if (!ReadDouble(lines[11], kelvin)) return fail("The set-up file holds no number on line 12.");
-  s.x_axis = std::string(Trim(lines[13]));
-  s.y_axis = std::string(Trim(lines[14]));
-  s.constant = std::string(Trim(lines[15]));
+  s.x_axis = std::string(TrimView(lines[13]));
+  s.y_axis = std::string(TrimView(lines[14]));
+  s.constant = std::string(TrimView(lines[15]));
   for (size_t i = 17; i < lines.size(); ++i) {
-    std::string_view sp = Trim(lines[i]);
+    std::string_view sp = TrimView(lines[i]);
     if (!sp.empty()) s.species.emplace_back(sp);
   }
   double entered = s.x_axis == kTemperature ? s.xmin : s.constant_value;

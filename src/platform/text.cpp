@@ -5,12 +5,14 @@
 
 namespace zyl::platform {
 
-std::string Trim(std::string_view s) {
+std::string_view TrimView(std::string_view s) {
   size_t a = 0, b = s.size();
   while (a < b && std::isspace(static_cast<unsigned char>(s[a]))) ++a;
   while (b > a && std::isspace(static_cast<unsigned char>(s[b - 1]))) --b;
-  return std::string(s.substr(a, b - a));
+  return s.substr(a, b - a);
 }
+
+std::string Trim(std::string_view s) { return std::string(TrimView(s)); }
 
 std::string ToUpper(std::string_view s) {
   std::string out(s);

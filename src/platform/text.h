@@ -8,6 +8,8 @@ namespace zyl::platform {
 
 /// Without leading and trailing white space (blanks, tabs, line ends).
 std::string Trim(std::string_view s);
+/// The same as a view into s (no copy).
+std::string_view TrimView(std::string_view s);
 
 /// ASCII upper case.
 std::string ToUpper(std::string_view s);

@@ -33,7 +33,7 @@ enum class EnergyUnit { kJ, kcal };
 inline constexpr double kGasConstant = 1.987;   ///< cal/(mol K), for K
 inline constexpr double kFaraday = 23.045;      ///< kcal/(V mol), for the electrode potential
 inline constexpr double kPotentialFactor = 2.0; ///< fixed factor of the potential's divisor
-inline constexpr double kCalToJ = 4.184;        ///< J per cal, display only
+using thermo::kCalToJ;                          ///< J per cal, display only
 
 // Messages for species the databases do not hold.
 inline constexpr std::string_view kMsgNotFound = " was not found from the Database !";

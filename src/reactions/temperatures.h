@@ -7,15 +7,17 @@
 #include <string_view>
 #include <vector>
 
+#include "thermo/constants.h"
+
 namespace zyl::reactions {
 
 enum class TempUnit { Celsius, Kelvin };
 
-inline constexpr double kCelsiusOffset = 273.15;   ///< K at 0 °C
+using thermo::kCelsiusOffset;                      ///< K at 0 °C
 inline constexpr int kMaxRegularRows = 300;        ///< regular rows of one table
 inline constexpr double kBelowTransition = 3e-5;   ///< K; row just below a transition
 inline constexpr double kAboveTransition = 1e-5;   ///< K; row just above it (deliberately unequal)
-inline constexpr double kMaxTemperature = 20000.0;  ///< K; far beyond the range of any species data
+using thermo::kMaxTemperature;                     ///< K; far beyond the range of any species data
 
 inline constexpr std::string_view kMsgBadStep = "The temperature step must be greater than zero !";
 inline constexpr std::string_view kMsgBelowZero = "Temperatures must be above absolute zero (0 K) !";

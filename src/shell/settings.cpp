@@ -8,6 +8,7 @@
 
 #include "platform/files.h"
 #include "platform/paths.h"
+#include "platform/text.h"
 
 namespace zyl::shell {
 
@@ -15,12 +16,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string_view Trim(std::string_view s) {
-  while (!s.empty() && (s.front() == ' ' || s.front() == '\t')) s.remove_prefix(1);
-  while (!s.empty() && (s.back() == ' ' || s.back() == '\t' || s.back() == '\r' || s.back() == '\n'))
-    s.remove_suffix(1);
-  return s;
-}
+using platform::TrimView;
 
 bool EqualNoCase(std::string_view a, std::string_view b) {
   if (a.size() != b.size()) return false;
@@ -103,8 +99,8 @@ Settings DefaultSettings() {
 
 std::pair<std::string, std::string> ReadLine(std::string_view line) {
   size_t eq = line.find('=');
-  if (eq == std::string_view::npos) return {std::string(Trim(line)), std::string()};
-  return {std::string(Trim(line.substr(0, eq))), std::string(Trim(line.substr(eq + 1)))};
+  if (eq == std::string_view::npos) return {std::string(TrimView(line)), std::string()};
+  return {std::string(TrimView(line.substr(0, eq))), std::string(TrimView(line.substr(eq + 1)))};
 }
 
 Settings ParseSettings(std::string_view text, Settings s) {
@@ -113,7 +109,7 @@ Settings ParseSettings(std::string_view text, Settings s) {
   while (pos <= text.size()) {
     size_t end = text.find('\n', pos);
     if (end == std::string_view::npos) end = text.size();
-    std::string_view line = Trim(text.substr(pos, end - pos));
+    std::string_view line = TrimView(text.substr(pos, end - pos));
     pos = end + 1;
     if (line.empty()) continue;
     if (line.front() == '[') {

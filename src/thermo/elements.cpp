@@ -4,10 +4,13 @@
 #include <fstream>
 
 #include "platform/paths.h"
+#include "platform/text.h"
 
 namespace zyl::thermo {
 
 namespace {
+
+using platform::TrimView;
 
 int SlotOf(std::string_view sym) {
   if (sym.empty() || sym.size() > 2 || sym[0] < 'A' || sym[0] > 'Z') return -1;
@@ -19,14 +22,8 @@ int SlotOf(std::string_view sym) {
   return (sym[0] - 'A') * 27 + lower;
 }
 
-std::string_view Trim(std::string_view s) {
-  while (!s.empty() && (s.front() == ' ' || s.front() == '\t')) s.remove_prefix(1);
-  while (!s.empty() && (s.back() == ' ' || s.back() == '\t' || s.back() == '\r')) s.remove_suffix(1);
-  return s;
-}
-
 double ParseNumber(std::string_view s) {
-  std::string t(Trim(s));
+  std::string t(TrimView(s));
   return t.empty() ? 0.0 : std::strtod(t.c_str(), nullptr);
 }
 
@@ -60,7 +57,7 @@ std::optional<ElementTable> LoadAtomicWeights(const std::filesystem::path& path,
   while (n < kElementCount && std::getline(in, line)) {
     std::string_view v(line);
     ++n;
-    t.symbol[n] = std::string(Trim(v.substr(0, 2)));
+    t.symbol[n] = std::string(TrimView(v.substr(0, 2)));
     if (v.size() > 2) t.weight[n] = ParseNumber(v.substr(2, 12));
     if (v.size() > 14) t.second[n] = ParseNumber(v.substr(14, 8));
   }

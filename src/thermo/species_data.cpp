@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cmath>
+#include <algorithm>
 #include <cstring>
 
 #include <fmt/format.h>
@@ -58,40 +59,86 @@ void CcAlphaBeta(int row, int i, double& alpha, double& beta) {
   beta = (kCcRows[row].b[i] - 1.0) / ln;
 }
 
-/// Mean absolute heat capacity of an ion from 25 C to T (K), cal/(mol K): alpha and beta are
-/// interpolated linearly in t between the tabulated temperatures and held constant outside them.
-double CcMeanCp(int row, double s25_abs, double T) {
-  const double t = T - kCelsiusOffset;
-  double alpha, beta;
-  if (t <= kCcTempC[0]) {
-    CcAlphaBeta(row, 0, alpha, beta);
-  } else if (t >= kCcTempC[3]) {
-    CcAlphaBeta(row, 3, alpha, beta);
-  } else {
-    int i = 0;
-    while (t > kCcTempC[i + 1]) ++i;
-    double a0, b0, a1, b1;
-    CcAlphaBeta(row, i, a0, b0);
-    CcAlphaBeta(row, i + 1, a1, b1);
-    const double f = (t - kCcTempC[i]) / (kCcTempC[i + 1] - kCcTempC[i]);
-    alpha = a0 + f * (a1 - a0);
-    beta = b0 + f * (b1 - b0);
-  }
-  return alpha + beta * s25_abs;
+/// Conventional mean heat capacity of an ion from 25 C to the tabulated temperature i, cal/(mol K):
+/// Cp_mean(ion) - z Cp_mean(H+), both on the absolute scale.
+double CcMeanCpAt(int row, double s25_abs, double z, int i) {
+  double alpha, beta, alpha_h, beta_h;
+  CcAlphaBeta(row, i, alpha, beta);
+  CcAlphaBeta(-1, i, alpha_h, beta_h);
+  return alpha + beta * s25_abs - z * alpha_h;
 }
 
+/// The mean heat capacity as a smooth function of T: a cubic Hermite curve through the tabulated points
+/// (slopes: mean of the neighbouring secants inside, zero at the ends) and constant outside them, so that
+/// Cp_mean and its slope are continuous, and with them Cp.
+class CcMeanCurve {
+ public:
+  CcMeanCurve(int row, double s25_abs, double z) {
+    for (int i = 0; i < 4; ++i) {
+      t_[i] = kCcTempC[i] + kCelsiusOffset;
+      y_[i] = CcMeanCpAt(row, s25_abs, z, i);
+    }
+    m_[0] = m_[3] = 0;
+    for (int i = 1; i < 3; ++i)
+      m_[i] = ((y_[i] - y_[i - 1]) / (t_[i] - t_[i - 1]) + (y_[i + 1] - y_[i]) / (t_[i + 1] - t_[i])) / 2;
+  }
+  /// Cp_mean (cal/(mol K)) and its slope (cal/(mol K^2)) at T (K).
+  void At(double T, double& y, double& dy) const {
+    if (T <= t_[0] || T >= t_[3]) {
+      y = T <= t_[0] ? y_[0] : y_[3];
+      dy = 0;
+      return;
+    }
+    int i = 0;
+    while (T > t_[i + 1]) ++i;
+    const double h = t_[i + 1] - t_[i], u = (T - t_[i]) / h, u2 = u * u, u3 = u2 * u;
+    y = (2 * u3 - 3 * u2 + 1) * y_[i] + (u3 - 2 * u2 + u) * h * m_[i] + (-2 * u3 + 3 * u2) * y_[i + 1] +
+        (u3 - u2) * h * m_[i + 1];
+    dy = ((6 * u2 - 6 * u) * y_[i] + (3 * u2 - 4 * u + 1) * h * m_[i] + (-6 * u2 + 6 * u) * y_[i + 1] +
+          (3 * u2 - 2 * u) * h * m_[i + 1]) / h;
+  }
+  /// Integral of Cp_mean(t) ln(t / 298.15) dt from 298.15 K to T: 8-point Gauss-Legendre on each piece.
+  double IntegralTimesLog(double T) const {
+    static constexpr double x[4] = {0.1834346424956498, 0.5255324099163290, 0.7966664774136267, 0.9602898564975363};
+    static constexpr double w[4] = {0.3626837833783620, 0.3137066458778873, 0.2223810344533745, 0.1012285362903763};
+    const double knots[6] = {kT0, t_[0], t_[1], t_[2], t_[3], std::max(T, t_[3])};
+    double sum = 0;
+    for (int k = 0; k < 5; ++k) {
+      const double a = knots[k], b = std::min(knots[k + 1], T);
+      if (b <= a) break;
+      const double mid = (a + b) / 2, half = (b - a) / 2;
+      for (int j = 0; j < 4; ++j)
+        for (double sign : {-1.0, 1.0}) {
+          const double t = mid + sign * half * x[j];
+          double y, dy;
+          At(t, y, dy);
+          sum += half * w[j] * y * std::log(t / kT0);
+        }
+    }
+    return sum;
+  }
+
+ private:
+  double t_[4], y_[4], m_[4];
+};
+
+/// Criss-Cobble values of an ion at T (K). The correspondence principle gives the entropy,
+/// S(T) = S_25 + Cp_mean(T) ln(T/298.15); the heat capacity is its derivative, Cp = T dS/dT, and
+/// H = H_25 + T S - 298.15 S_25 - (integral of S from 298.15 K), so that Cp = dH/dT and Cp / T = dS/dT hold.
+/// The mean heat capacity is reported as mean_cp.
 SpeciesValues CrissCobbleAtT(const SpeciesData& sp, double T) {
   const SpeciesRange& r = sp.ranges.front();
   const int row = static_cast<int>(sp.ion) - 1;
   const double z = sp.charge;
-  // Conventional values (H+ = 0) from absolute ones: X_conv(ion) = X_abs(ion) - z X_abs(H+).
-  const double s25_abs = r.s + z * kAbsEntropyH25;
-  const double cp_h = CcMeanCp(-1, 0, T);
-  const double cp = CcMeanCp(row, s25_abs, T) - z * cp_h;
+  const CcMeanCurve curve(row, r.s + z * kAbsEntropyH25, z);  // entropy: conventional (H+ = 0) to absolute
+  double y, dy;
+  curve.At(T, y, dy);
+  const double ln = std::log(T / kT0);
   SpeciesValues v;
-  v.cp = cp;
-  v.h = r.h + cp * (T - kT0);
-  v.s = r.s + cp * std::log(T / kT0);
+  v.mean_cp = y;
+  v.cp = y + T * ln * dy;
+  v.s = r.s + y * ln;
+  v.h = r.h + T * v.s - kT0 * r.s - (r.s * (T - kT0) + curve.IntegralTimesLog(T));
   v.g = v.h - T * v.s;
   v.extrapolated = Extrapolation::CrissCobble;
   v.ok = true;
@@ -158,6 +205,7 @@ SpeciesValues CalcSpeciesAtTPlain(const SpeciesData& sp, double T) {
   h += dh;
   s += ds;
   v.cp = r[k].a + r[k].b * kB * T + r[k].c * kC * (inv_t * inv_t) + r[k].d * kD * (T * T);
+  v.mean_cp = v.cp;
   v.h = h;
   v.s = s;
   v.g = h - T * s;

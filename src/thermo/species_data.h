@@ -9,11 +9,10 @@
 #include <string_view>
 #include <vector>
 
+#include "thermo/constants.h"
+
 namespace zyl::thermo {
 
-inline constexpr double kT0 = 298.15;            ///< K, reference temperature
-inline constexpr double kCelsiusOffset = 273.15; ///< K
-inline constexpr double kCalToJ = 4.184;         ///< J per cal
 
 /// One temperature range, values copied from the record in double precision.
 struct SpeciesRange {
@@ -61,13 +60,17 @@ struct SpeciesValues {
   double h = 0;   ///< cal/mol
   double s = 0;   ///< cal/(mol K)
   double g = 0;   ///< cal/mol, H - T S
+  /// cal/(mol K): with Criss-Cobble, the mean heat capacity from 298.15 K to T (S = S298 + mean_cp ln(T/298.15));
+  /// otherwise equal to cp.
+  double mean_cp = 0;
   Extrapolation extrapolated = Extrapolation::None;
   bool ok = false;  ///< false for a species without ranges
 };
 
 /// Cp, H, S and G of a species at T (K, > 0). Outside the ranges the nearest range's formulas are
 /// used and `extrapolated` says so. With the Criss-Cobble flag on, an aqueous ion (phase "a" or
-/// "ia", nonzero charge) above 298.15 K gets its heat capacity from the correspondence principle.
+/// "ia", nonzero charge) above 298.15 K gets its entropy from the correspondence principle, and Cp and H
+/// consistent with it (Cp = dH/dT = T dS/dT).
 /// No allocation.
 SpeciesValues CalcSpeciesAtT(const SpeciesData& sp, double T);
 

@@ -168,6 +168,29 @@ TEST(PredomCollect, MissingSpeciesAndBadLimits) {
   s = CuSOSetup();
   s.constant_value = -300, s.celsius = true;
   EXPECT_FALSE(CollectData(s, CuSODatabase()).model);
+  // Absurd limits used to give labels at -inf and area weights of 4e301.
+  struct Case {
+    void (*edit)(PredomSetup&);
+    std::string_view message;
+  };
+  const Case cases[] = {
+      {[](PredomSetup& s) { s.xmin = -1e300; }, kMsgXLimits},
+      {[](PredomSetup& s) { s.ymax = NAN; }, kMsgYLimits},
+      {[](PredomSetup& s) { s.ymin = -INFINITY; }, kMsgYLimits},
+      {[](PredomSetup& s) { s.constant_value = 1e6; }, kMsgConstantLimits},
+      {[](PredomSetup& s) { s.constant_value = NAN; }, kMsgConstantLimits},
+      {[](PredomSetup& s) { s.x_axis = "Temperature", s.xmin = 500, s.xmax = 1e308, s.constant = "S2(g)"; }, kMsgXLimits},
+      {[](PredomSetup& s) { s.x_axis = "Temperature", s.xmin = 500, s.xmax = 900, s.constant = "S2(g)", s.constant_value = 2000; },
+       kMsgConstantLimits},
+  };
+  for (const Case& c : cases) {
+    s = CuSOSetup();
+    c.edit(s);
+    EXPECT_EQ(CollectData(s, CuSODatabase()).error, c.message);
+  }
+  s = CuSOSetup();
+  s.xmin = -1000, s.xmax = 1000;  // the widest accepted
+  EXPECT_TRUE(CollectData(s, CuSODatabase()).model);
 }
 
 // A file or command line could hand over what the form never offers: "CuCr2O4" was read as "CuO4" and took

@@ -71,7 +71,7 @@ TEST(CalcSpeciesAtT, AgreesWithNumericalIntegrationAcrossPhases) {
     ASSERT_TRUE(v.ok);
     EXPECT_NEAR(v.h, h, 1e-6 * std::abs(h)) << T;
     EXPECT_NEAR(v.s, s, 1e-7 * std::abs(s)) << T;
-    EXPECT_DOUBLE_EQ(v.g, v.h - T * v.s);
+    EXPECT_NEAR(v.g, h - T * s, 1e-6 * std::abs(h - T * s)) << T;  // from the integrated H and S
     EXPECT_EQ(v.extrapolated, Extrapolation::None);
   }
 }
@@ -187,9 +187,8 @@ TEST_F(CrissCobbleTest, OnlyAqueousIonsAboveRoomTemperatureWithTheFlag) {
   const SpeciesValues cl = CalcSpeciesAtT(Ion("Cl(-a)", 13.5), 373.15);
   EXPECT_LT(cl.cp, -15);
   EXPECT_GT(cl.cp, -45);
-  // Mean heat capacity: H and S follow from it in closed form.
-  EXPECT_NEAR(on.h, -50000 + on.cp * 75, 1e-9);
-  EXPECT_NEAR(on.s, 14.4 + on.cp * std::log(373.15 / 298.15), 1e-12);
+  // The entropy follows from the mean heat capacity: S = S298 + Cp_mean ln(T / 298.15).
+  EXPECT_NEAR(on.s, 14.4 + on.mean_cp * std::log(373.15 / 298.15), 1e-12);
   EXPECT_DOUBLE_EQ(on.g, on.h - 373.15 * on.s);
   // Not applied: at or below 298.15 K, to neutral or non-aqueous species, to H+.
   EXPECT_EQ(CalcSpeciesAtT(na, 298.15).extrapolated, Extrapolation::None);
@@ -199,15 +198,56 @@ TEST_F(CrissCobbleTest, OnlyAqueousIonsAboveRoomTemperatureWithTheFlag) {
   EXPECT_EQ(CalcSpeciesAtT(Ion("Na+", 14.4, "ia"), 373.15).extrapolated, Extrapolation::CrissCobble);
 }
 
+// The reported Cp used to be the mean heat capacity, not the slope of H (Na+ at 150 °C: 33.9 against a slope
+// of 35.2 J/(mol K); SO4-2: -160.6 against -152.1). Now Cp = dH/dT and Cp/T = dS/dT, by central differences.
+TEST_F(CrissCobbleTest, HeatCapacityIsTheSlopeOfHAndOfTS) {
+  SetCrissCobble(true);
+  for (const char* name : {"Na(+a)", "Cl(-a)", "SO4(-2a)", "HCO3(-a)"}) {
+    const SpeciesData sp = Ion(name, name[0] == 'S' ? 4.8 : 14.4);
+    for (double t : {40.0, 80.0, 125.0, 175.0, 250.0}) {  // between the tabulated 60, 100, 150 and 200 C
+      const double T = t + 273.15, d = 0.01;
+      const SpeciesValues v = CalcSpeciesAtT(sp, T);
+      const SpeciesValues lo = CalcSpeciesAtT(sp, T - d), hi = CalcSpeciesAtT(sp, T + d);
+      EXPECT_NEAR((hi.h - lo.h) / (2 * d), v.cp, 1e-4 * (1 + std::abs(v.cp))) << name << " " << t;
+      EXPECT_NEAR(T * (hi.s - lo.s) / (2 * d), v.cp, 1e-4 * (1 + std::abs(v.cp))) << name << " " << t;
+    }
+    // H from 298.15 K is the integral of Cp (trapezoid rule, 0.25 K steps), across the tabulated temperatures.
+    const double step = 0.25;
+    double h = CalcSpeciesAtT(sp, 298.15 + 1e-9).h, prev = CalcSpeciesAtT(sp, 298.15 + 1e-9).cp;
+    for (int i = 1; i <= 900; ++i) {
+      const double cp = CalcSpeciesAtT(sp, 298.15 + i * step).cp;
+      h += (prev + cp) / 2 * step;
+      prev = cp;
+    }
+    EXPECT_NEAR(h, CalcSpeciesAtT(sp, 523.15).h, 0.1) << name;  // of some 2000 cal/mol
+  }
+}
+
+// The correspondence principle at a tabulated temperature: the absolute entropy of a cation at 100 C is
+// a + b S25(abs) with a = 10.3, b = 0.876 (mean heat capacity parameters alpha 46, beta -0.55), and the
+// absolute entropy of H+ rises from -5.0 to 2.0 cal/(mol K).
+TEST_F(CrissCobbleTest, EntropyAtATabulatedTemperature) {
+  SetCrissCobble(true);
+  const double s25 = 14.4, z = 1;
+  const double s25_abs = s25 - 5.0 * z;
+  const double s100_abs = 10.3 + 0.876 * s25_abs;
+  const double s100_conv = s100_abs - z * 2.0;  // back to H+ = 0 at 100 C
+  EXPECT_NEAR(CalcSpeciesAtT(Ion("Na(+a)", s25), 373.15).s, s100_conv, 1e-9);
+}
+
+// No step in Cp, H or S at the tabulated temperatures, nor where the extrapolation starts.
 TEST_F(CrissCobbleTest, ContinuousInTemperature) {
   SetCrissCobble(true);
   for (const char* name : {"Na(+a)", "Cl(-a)", "SO4(-2a)", "HCO3(-a)"}) {
     const SpeciesData sp = Ion(name, 10);
-    double prev = CalcSpeciesAtT(sp, 300).cp;
-    for (double T = 301; T < 520; T += 1) {
-      const double cp = CalcSpeciesAtT(sp, T).cp;
-      ASSERT_LT(std::abs(cp - prev), 1.0) << name << " " << T;
-      prev = cp;
+    for (double T : {298.15, 333.15, 373.15, 423.15, 473.15}) {
+      const SpeciesValues lo = T == 298.15 ? CalcSpeciesAtTPlain(sp, T) : CalcSpeciesAtT(sp, T - 1e-6);
+      const SpeciesValues hi = CalcSpeciesAtT(sp, T + 1e-6);
+      EXPECT_NEAR(lo.h, hi.h, 1e-3) << name << " " << T;
+      EXPECT_NEAR(lo.s, hi.s, 1e-6) << name << " " << T;
+      if (T != 298.15) {
+        EXPECT_NEAR(lo.cp, hi.cp, 1e-3) << name << " " << T;
+      }
     }
   }
 }
