@@ -852,24 +852,18 @@ bool BalanceBook::MDelRow(int sheet, int row, int count) {
   return true;
 }
 
-bool BalanceBook::MInsCol(int sheet, int c) {
-  SheetRole role = Role(sheet);
-  if (role == SheetRole::Bal || role == SheetRole::In || role == SheetRole::Out) {
-    msgs_.Show(kMsgInsertCols);
-    return false;
-  }
-  std::string err = book_.sheet(sheet).InsertColumns(c, 1);
-  if (!err.empty()) msgs_.Show(err);
-  return err.empty();
-}
+bool BalanceBook::MInsCol(int sheet, int c) { return ChangeColumn(sheet, c, true); }
 
-bool BalanceBook::MDelCol(int sheet, int c) {
+bool BalanceBook::MDelCol(int sheet, int c) { return ChangeColumn(sheet, c, false); }
+
+bool BalanceBook::ChangeColumn(int sheet, int c, bool insert) {
   SheetRole role = Role(sheet);
   if (role == SheetRole::Bal || role == SheetRole::In || role == SheetRole::Out) {
-    msgs_.Show(kMsgDeleteCols);
+    msgs_.Show(insert ? kMsgInsertCols : kMsgDeleteCols);
     return false;
   }
-  std::string err = book_.sheet(sheet).DeleteColumns(c, 1);
+  Sheet& sh = book_.sheet(sheet);
+  std::string err = insert ? sh.InsertColumns(c, 1) : sh.DeleteColumns(c, 1);
   if (!err.empty()) msgs_.Show(err);
   return err.empty();
 }
@@ -901,12 +895,17 @@ bool BalanceBook::MInsPress(int sheet, int row) {
   return true;
 }
 
-bool BalanceBook::MCalcH(int sheet, int row, int c) {
+bool BalanceBook::CalcOnUserSheet(int sheet) {
   SheetRole role = Role(sheet);
   if (role == SheetRole::Bal || role == SheetRole::In || role == SheetRole::Out) {
     msgs_.Show(kMsgCalcOnBal);
     return false;
   }
+  return true;
+}
+
+bool BalanceBook::MCalcH(int sheet, int row, int c) {
+  if (!CalcOnUserSheet(sheet)) return false;
   Sheet& sh = book_.sheet(sheet);
   const CellValue& a = sh.Value(row, c);
   std::string name = a.is_text() ? Trim(a.text) : std::string();
@@ -915,11 +914,13 @@ bool BalanceBook::MCalcH(int sheet, int row, int c) {
     msgs_.Show(NotFoundMessage(name, row + 1));
     return false;
   }
-  const CellValue& t = sh.Value(row, c + 1);
-  double T = t.empty() ? kDefaultTemperature : t.AsNumber().value_or(0) + TempOffset(units_.temp);
-  if (T <= 0) T = 0.01;
+  const std::optional<double> T = RowKelvin(sh.Value(row, c + 1), units_.temp);  // K
+  if (!T) {
+    msgs_.Show(kMsgNoTemperature);
+    return false;
+  }
   double f = EnergyFactor(units_.energy);
-  double h = thermo::CalcSpeciesAtT(sp->data, T).h, h0 = thermo::CalcSpeciesAtT(sp->data, thermo::kT0).h;
+  double h = thermo::CalcSpeciesAtT(sp->data, *T).h, h0 = thermo::CalcSpeciesAtT(sp->data, thermo::kT0).h;
   sh.SetNumber(row, c + 2, (h - h0) * f);
   sh.SetNumber(row, c + 3, h * f);
   sh.SetNumberFormat(row, c + 2, row, c + 3, "0.000");
@@ -928,15 +929,15 @@ bool BalanceBook::MCalcH(int sheet, int row, int c) {
 }
 
 bool BalanceBook::MInsMW(int sheet, int row, int c) {
-  SheetRole role = Role(sheet);
-  if (role == SheetRole::Bal || role == SheetRole::In || role == SheetRole::Out) {
-    msgs_.Show(kMsgCalcOnBal);
-    return false;
-  }
+  if (!CalcOnUserSheet(sheet)) return false;
   Sheet& sh = book_.sheet(sheet);
   const CellValue& a = sh.Value(row, c);
-  double mw = a.is_text() ? thermo::MolarMass(Trim(a.text)) : 0;
-  sh.SetNumber(row, c + 1, mw);
+  const thermo::FormulaComposition comp = thermo::ParseFormula(a.is_text() ? Trim(a.text) : std::string());
+  if (!comp.ok()) {
+    msgs_.Show(comp.error);
+    return false;
+  }
+  sh.SetNumber(row, c + 1, thermo::FormulaWeight(comp, thermo::Elements()).formula_weight);
   book_.RecalculateDirty();
   return true;
 }

@@ -75,6 +75,8 @@ inline constexpr std::string_view kMsgProtected3 = "Select: Format, Red Font Shi
 inline constexpr std::string_view kMsgTempFormula = "Please use temperature formulas only on stream rows.";
 inline constexpr std::string_view kMsgInsertOff = "Insert would shift cells off the sheet!";
 inline constexpr std::string_view kMsgH2ORow = "Please select an H2O row.";
+inline constexpr std::string_view kMsgNoTemperature =
+    "The temperature must be a number above absolute zero (-273.15 °C, 0 K).";
 inline constexpr std::string_view kMsgPasteSame = "Can not Paste a Stream to the same sheet!";
 inline constexpr std::string_view kMsgPasteToOut = "Can not Paste a Stream to an OUT sheet unless inside a Balance Area!";
 inline constexpr std::string_view kMsgCopyFromOut =
@@ -246,6 +248,10 @@ class BalanceBook {
   void ReadUnits();
   void Headings(int sheet);
   void SetRed(int sheet, int row, int col, bool red);
+  /// Inserts (or deletes) one column of a user sheet; refused on BAL, IN and OUT sheets.
+  bool ChangeColumn(int sheet, int col, bool insert);
+  /// False (after kMsgCalcOnBal) on BAL, IN and OUT sheets.
+  bool CalcOnUserSheet(int sheet);
   bool IsGeneratedFormula(int sheet, int row, int col) const;
   std::string TempCellRefKelvin(int row) const;
   void WarnStreamLimit();

@@ -13,15 +13,6 @@ namespace zyl::platform {
 
 namespace {
 
-char Upper(char c) { return (c >= 'a' && c <= 'z') ? char(c - 'a' + 'A') : c; }
-
-bool EqualsNoCase(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (std::size_t i = 0; i < a.size(); ++i)
-    if (Upper(a[i]) != Upper(b[i])) return false;
-  return true;
-}
-
 bool InSheet(int row, int col) { return row >= 0 && row < kMaxRows && col >= 0 && col < kMaxCols; }
 
 void Order(int& r1, int& c1, int& r2, int& c2) {

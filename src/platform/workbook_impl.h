@@ -2,6 +2,7 @@
 // Inside of Workbook: sheets by id, the style table, the dependency graph and the recalculation engine.
 // Internal to the platform library (the formula evaluator and the file readers use it).
 
+#include <string_view>
 #include <cstdint>
 #include <unordered_map>
 #include <unordered_set>
@@ -22,6 +23,17 @@ inline int KeyCol(std::uint64_t k) { return int(k & 0xFF); }
 
 /// Blocks larger than this are kept as whole ranges in the graph instead of cell by cell.
 inline constexpr int kExpandArea = 64;
+
+/// ASCII upper case of one character.
+inline char Upper(char c) { return (c >= 'a' && c <= 'z') ? char(c - 'a' + 'A') : c; }
+
+/// Equal but for ASCII case (sheet names, function names, TRUE/FALSE).
+inline bool EqualsNoCase(std::string_view a, std::string_view b) {
+  if (a.size() != b.size()) return false;
+  for (std::size_t i = 0; i < a.size(); ++i)
+    if (Upper(a[i]) != Upper(b[i])) return false;
+  return true;
+}
 
 struct WorkbookImpl {
   Workbook* owner = nullptr;

@@ -205,6 +205,32 @@ TEST(BalanceBook, AreasInsertDeleteAndRefusals) {
   EXPECT_EQ(f.msgs.Last(), "Can not calculate on BAL, IN and OUT sheets!");
 }
 
+// The enthalpy and molar-weight commands of user sheets: values against the closed-form H of the test
+// species, and no silent answer for an impossible temperature (was evaluated at 0.01 K) or a broken formula.
+TEST(BalanceBook, CalcHAndMolarWeightOnAUserSheet) {
+  Fixture f;
+  f.book.book().InsertSheet("Calc");
+  const int s = f.book.book().FindSheet("Calc");
+  platform::Sheet& sh = f.book.book().sheet(s);
+  sh.SetText(0, 0, "CO2(g)");
+  sh.SetNumber(0, 1, 1000);  // °C
+  ASSERT_TRUE(f.book.MCalcH(s, 0, 0));
+  const testing::Coeffs& co2 = testing::Find("CO2(g)");
+  EXPECT_NEAR(sh.Number(0, 2).value(), testing::H(co2, 1273.15) - testing::H(co2, 298.15), 1e-6);
+  EXPECT_NEAR(sh.Number(0, 3).value(), testing::H(co2, 1273.15), 1e-6);
+  for (const char* t : {"-500", "hot"}) {
+    sh.SetInput(0, 1, t);
+    EXPECT_FALSE(f.book.MCalcH(s, 0, 0)) << t;
+    EXPECT_EQ(f.msgs.Last(), kMsgNoTemperature) << t;
+  }
+  sh.SetText(1, 0, "Ca3(PO4)2");
+  ASSERT_TRUE(f.book.MInsMW(s, 1, 0));
+  EXPECT_NEAR(sh.Number(1, 1).value(), 310.174, 0.01);  // 3 x 40.078 + 2 x 30.974 + 8 x 15.999
+  sh.SetText(2, 0, "Ca3(PO4");
+  EXPECT_FALSE(f.book.MInsMW(s, 2, 0));
+  EXPECT_NE(f.msgs.Last().find("Unclosed '('"), std::string::npos);
+}
+
 TEST(BalanceBook, SaveOpenAndSheetOrder) {
   testing::TempDir dir;
   Fixture f;
