@@ -85,45 +85,42 @@ std::string_view FormulaComposition::FirstElement() const {
   return entries.empty() ? std::string_view() : std::string_view(entries.front().symbol);
 }
 
-FormulaComposition ParseFormula(std::string_view f) {
-  FormulaComposition comp;
-  comp.error = BracketError(f);
-  if (!comp.ok()) return comp;
-  // Charge suffix: the trailing run of charge characters, read backwards.
+namespace {
+
+/// The charge suffix: the trailing run of charge characters holding a sign. Returns the charge and sets
+/// element_end to where the element part stops (the whole formula when there is no charge).
+double ReadCharge(std::string_view f, size_t& element_end) {
   size_t run = f.size();
   while (run > 0 && InChargeRun(f[run - 1])) --run;
-  size_t element_end = f.size();
-  double charge = 0;
-  {
-    std::string_view tail = f.substr(run);
-    size_t first_sign = tail.find_first_of("+-");
-    if (first_sign != std::string_view::npos) {
-      int plus = 0, minus = 0;
-      char text[64];
-      size_t len = 0;
-      for (size_t k = first_sign; k < tail.size(); ++k) {
-        char c = tail[k];
-        if (c == '+') ++plus;
-        else if (c == '-') ++minus;
-        else if (len + 1 < sizeof(text)) text[len++] = c;
-      }
-      double q = LeadingValue(std::string_view(text, len));
-      if (q == 0) charge = plus > 0 ? plus : -minus;
-      else charge = minus > 0 ? -q : q;
-      element_end = run + first_sign;
-    }
+  element_end = f.size();
+  std::string_view tail = f.substr(run);
+  size_t first_sign = tail.find_first_of("+-");
+  if (first_sign == std::string_view::npos) return 0;
+  int plus = 0, minus = 0;
+  char text[64];
+  size_t len = 0;
+  for (size_t k = first_sign; k < tail.size(); ++k) {
+    char c = tail[k];
+    if (c == '+') ++plus;
+    else if (c == '-') ++minus;
+    else if (len + 1 < sizeof(text)) text[len++] = c;
   }
+  element_end = run + first_sign;
+  double q = LeadingValue(std::string_view(text, len));
+  if (q == 0) return plus > 0 ? plus : -minus;
+  return minus > 0 ? -q : q;
+}
 
-  // Element part: tokens with group multipliers applied, merged afterwards.
-  Token tokens[256];
-  int ntok = 0;
+/// The element part as tokens, group and part multipliers applied; ntok of them fill tokens. Returns an
+/// error text (too many parts, nested too deep) or empty.
+std::string ReadElementTokens(std::string_view s, std::string_view f, Token (&tokens)[256], int& ntok) {
+  ntok = 0;
   int group_start[kMaxDepth];
   double group_mult[kMaxDepth];
   int depth = 0;
   double part_mult = 1.0;
   bool part_start = true;  // a number here multiplies the part that follows
   int last_group_begin = -1, last_group_end = -1;
-  std::string_view s = f.substr(0, element_end);
   auto scale = [&]() {
     double m = part_mult;
     for (int d = 0; d < depth; ++d) m *= group_mult[d];
@@ -148,10 +145,7 @@ FormulaComposition ParseFormula(std::string_view f) {
       continue;
     }
     if (IsUpper(c)) {
-      if (ntok >= 256) {
-        comp.error = "Formula has too many parts: " + std::string(f);
-        return comp;
-      }
+      if (ntok >= 256) return "Formula has too many parts: " + std::string(f);
       Token& t = tokens[ntok++];
       t.sym[0] = c;
       t.sym[1] = (i + 1 < s.size() && IsLower(s[i + 1])) ? s[i + 1] : 0;
@@ -163,10 +157,7 @@ FormulaComposition ParseFormula(std::string_view f) {
       continue;
     }
     if (c == '(' || c == '[') {
-      if (depth >= kMaxDepth) {
-        comp.error = "Formula nested too deep: " + std::string(f);
-        return comp;
-      }
+      if (depth >= kMaxDepth) return "Formula nested too deep: " + std::string(f);
       group_start[depth] = ntok;
       group_mult[depth] = 1.0;
       ++depth;
@@ -191,24 +182,41 @@ FormulaComposition ParseFormula(std::string_view f) {
     }
     ++i;
   }
+  return {};
+}
 
-  comp.entries.reserve(static_cast<size_t>(ntok) + 1);
+/// Tokens of the same symbol summed, in order of first occurrence.
+void MergeTokens(const Token* tokens, int ntok, std::vector<FormulaEntry>& entries) {
+  entries.reserve(static_cast<size_t>(ntok) + 1);
   for (int t = 0; t < ntok; ++t) {
     std::string_view sym(tokens[t].sym);
     bool merged = false;
-    for (auto& e : comp.entries) {
+    for (auto& e : entries) {
       if (e.symbol == sym) {
         e.amount += tokens[t].amount;
         merged = true;
         break;
       }
     }
-    if (!merged) comp.entries.push_back({std::string(sym), tokens[t].amount});
+    if (!merged) entries.push_back({std::string(sym), tokens[t].amount});
   }
+}
+
+}  // namespace
+
+FormulaComposition ParseFormula(std::string_view f) {
+  FormulaComposition comp;
+  comp.error = BracketError(f);
+  if (!comp.ok()) return comp;
+  size_t element_end = 0;
+  const double charge = ReadCharge(f, element_end);
+  Token tokens[256];
+  int ntok = 0;
+  comp.error = ReadElementTokens(f.substr(0, element_end), f, tokens, ntok);
+  if (!comp.ok()) return comp;
+  MergeTokens(tokens, ntok, comp.entries);
   if (charge != 0) comp.entries.push_back({std::string(kElectron), -charge});
-  if (comp.Count() > kMaxFormulaEntries) {
-    comp.error = "Formula has more than 100 elements: " + std::string(f);
-  }
+  if (comp.Count() > kMaxFormulaEntries) comp.error = "Formula has more than 100 elements: " + std::string(f);
   return comp;
 }
 
