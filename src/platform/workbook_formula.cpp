@@ -135,154 +135,185 @@ bool ScanError(std::string_view s, CellError* e, std::size_t* len) {
   return false;
 }
 
+// Scanners of one token each: they start at s[i], advance i past the token and fill t; false with *error
+// when the text is not a formula.
+
+bool ScanNumberToken(std::string_view s, std::size_t& i, Token& t, std::string* error) {
+  std::size_t j = i;
+  while (j < s.size() && IsDigit(s[j])) ++j;
+  if (j < s.size() && s[j] == '.') {
+    ++j;
+    while (j < s.size() && IsDigit(s[j])) ++j;
+  }
+  if (j < s.size() && (s[j] == 'e' || s[j] == 'E')) {
+    std::size_t k = j + 1;
+    if (k < s.size() && (s[k] == '+' || s[k] == '-')) ++k;
+    if (k < s.size() && IsDigit(s[k])) {
+      while (k < s.size() && IsDigit(s[k])) ++k;
+      j = k;
+    }
+  }
+  t.kind = Token::Number;
+  auto r = std::from_chars(s.data() + i, s.data() + j, t.num);
+  if (r.ec != std::errc() || (j < s.size() && (IsAlpha(s[j]) || s[j] == '_'))) {
+    *error = "bad number";
+    return false;
+  }
+  i = j;
+  return true;
+}
+
+bool ScanStringToken(std::string_view s, std::size_t& i, Token& t, std::string* error) {
+  ++i;  // opening quote
+  for (;;) {
+    if (i >= s.size()) {
+      *error = "unterminated text";
+      return false;
+    }
+    if (s[i] == '"') {
+      if (i + 1 < s.size() && s[i + 1] == '"') {
+        t.text += '"';
+        i += 2;
+        continue;
+      }
+      ++i;
+      break;
+    }
+    t.text += s[i++];
+  }
+  t.kind = Token::String;
+  return true;
+}
+
+/// A quoted sheet name 'It''s' at s[j] (j at the opening quote); j ends after the closing quote.
+bool ScanQuotedSheet(std::string_view s, std::size_t& j, std::string& sheet, std::string* error) {
+  ++j;
+  for (;;) {
+    if (j >= s.size()) {
+      *error = "unterminated sheet name";
+      return false;
+    }
+    if (s[j] == '\'') {
+      if (j + 1 < s.size() && s[j + 1] == '\'') {
+        sheet += '\'';
+        j += 2;
+        continue;
+      }
+      ++j;
+      break;
+    }
+    sheet += s[j++];
+  }
+  if (j >= s.size() || s[j] != '!') {
+    *error = "sheet name without reference";
+    return false;
+  }
+  return true;
+}
+
+/// A sheet prefix with its reference (or error value), a reference, a function name, TRUE/FALSE or a name.
+bool ScanWordToken(std::string_view s, std::size_t& i, Token& t, std::string* error) {
+  std::size_t j = i;
+  std::string sheet;
+  const bool quoted = s[i] == '\'';
+  if (quoted) {
+    if (!ScanQuotedSheet(s, j, sheet, error)) return false;
+  } else {
+    while (j < s.size() && IsWordChar(s[j])) ++j;
+  }
+  if (quoted || (j < s.size() && s[j] == '!')) {
+    if (!quoted) sheet = std::string(s.substr(i, j - i));
+    ++j;  // '!'
+    t.ref.has_sheet = true;
+    t.ref.sheet = sheet;
+    std::size_t n = ScanRef(s.substr(j), &t.ref);
+    if (n) {
+      t.kind = Token::Ref;
+    } else if (ScanError(s.substr(j), &t.error, &n)) {
+      t.kind = Token::Error;
+      t.sheet_error = true;
+    } else {
+      *error = "bad reference";
+      return false;
+    }
+    i = j + n;
+    return true;
+  }
+  if (std::size_t n = ScanRef(s.substr(i), &t.ref)) {
+    t.kind = Token::Ref;
+    i += n;
+    return true;
+  }
+  std::string word(s.substr(i, j - i));
+  std::transform(word.begin(), word.end(), word.begin(), Upper);
+  std::size_t k = j;
+  while (k < s.size() && s[k] == ' ') ++k;
+  if (k < s.size() && s[k] == '(') {
+    t.kind = Token::Func;
+  } else if (word == "TRUE" || word == "FALSE") {
+    t.kind = Token::Bool;
+    t.num = word == "TRUE";
+  } else {
+    t.kind = Token::Name;
+  }
+  t.text = std::move(word);
+  i = j;
+  return true;
+}
+
+/// Parentheses, the comma and the operators (two-character comparisons first).
+bool ScanPunctuationToken(std::string_view s, std::size_t& i, Token& t, std::string* error) {
+  const char c = s[i];
+  if (c == '(' || c == ')' || c == ',') {
+    t.kind = c == '(' ? Token::LParen : c == ')' ? Token::RParen : Token::Comma;
+    ++i;
+  } else if (c == '<' || c == '>') {
+    t.kind = Token::Op;
+    const bool two = i + 1 < s.size() && (s[i + 1] == '=' || (c == '<' && s[i + 1] == '>'));
+    t.text = std::string(s.substr(i, two ? 2 : 1));
+    i += two ? 2 : 1;
+  } else if (std::strchr("+-*/^&%=", c)) {
+    t.kind = Token::Op;
+    t.text = std::string(1, c);
+    ++i;
+  } else {
+    *error = "unexpected character";
+    return false;
+  }
+  return true;
+}
+
+bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
+
 bool Tokenize(std::string_view s, std::vector<Token>* out, std::string* error) {
   std::size_t i = 0;
-  auto fail = [&](std::string msg) {
-    *error = std::move(msg);
-    return false;
-  };
   while (i < s.size()) {
     Token t;
     t.kind = Token::Space;
     t.pos = i;
-    char c = s[i];
-    if (c == ' ' || c == '\t' || c == '\n' || c == '\r') {
-      while (i < s.size() && (s[i] == ' ' || s[i] == '\t' || s[i] == '\n' || s[i] == '\r')) ++i;
-      t.kind = Token::Space;
-    } else if (IsDigit(c) && ScanLines(s.substr(i), &t.ref)) {
+    const char c = s[i];
+    bool ok = true;
+    if (IsBlank(c)) {
+      while (i < s.size() && IsBlank(s[i])) ++i;
+    } else if (IsDigit(c) && ScanLines(s.substr(i), &t.ref)) {  // a whole-row range such as 3:5
       t.kind = Token::Ref;
       i += ScanLines(s.substr(i), &t.ref);
     } else if (IsDigit(c) || (c == '.' && i + 1 < s.size() && IsDigit(s[i + 1]))) {
-      std::size_t j = i;
-      while (j < s.size() && IsDigit(s[j])) ++j;
-      if (j < s.size() && s[j] == '.') {
-        ++j;
-        while (j < s.size() && IsDigit(s[j])) ++j;
-      }
-      if (j < s.size() && (s[j] == 'e' || s[j] == 'E')) {
-        std::size_t k = j + 1;
-        if (k < s.size() && (s[k] == '+' || s[k] == '-')) ++k;
-        if (k < s.size() && IsDigit(s[k])) {
-          while (k < s.size() && IsDigit(s[k])) ++k;
-          j = k;
-        }
-      }
-      t.kind = Token::Number;
-      auto r = std::from_chars(s.data() + i, s.data() + j, t.num);
-      if (r.ec != std::errc()) return fail("bad number");
-      if (j < s.size() && (IsAlpha(s[j]) || s[j] == '_')) return fail("bad number");
-      i = j;
+      ok = ScanNumberToken(s, i, t, error);
     } else if (c == '"') {
-      ++i;
-      for (;;) {
-        if (i >= s.size()) return fail("unterminated text");
-        if (s[i] == '"') {
-          if (i + 1 < s.size() && s[i + 1] == '"') {
-            t.text += '"';
-            i += 2;
-            continue;
-          }
-          ++i;
-          break;
-        }
-        t.text += s[i++];
-      }
-      t.kind = Token::String;
+      ok = ScanStringToken(s, i, t, error);
     } else if (c == '#') {
       std::size_t n;
-      if (!ScanError(s.substr(i), &t.error, &n)) return fail("unknown error value");
+      ok = ScanError(s.substr(i), &t.error, &n);
+      if (!ok) *error = "unknown error value";
       t.kind = Token::Error;
-      i += n;
+      i += ok ? n : 0;
     } else if (c == '\'' || IsAlpha(c) || c == '_' || c == '$' || c == '\\') {
-      // A sheet prefix, a reference, a function or a name.
-      std::size_t j = i;
-      std::string sheet;
-      bool quoted = false;
-      if (c == '\'') {
-        quoted = true;
-        ++j;
-        for (;;) {
-          if (j >= s.size()) return fail("unterminated sheet name");
-          if (s[j] == '\'') {
-            if (j + 1 < s.size() && s[j + 1] == '\'') {
-              sheet += '\'';
-              j += 2;
-              continue;
-            }
-            ++j;
-            break;
-          }
-          sheet += s[j++];
-        }
-        if (j >= s.size() || s[j] != '!') return fail("sheet name without reference");
-      } else {
-        while (j < s.size() && IsWordChar(s[j])) ++j;
-      }
-      if (quoted || (j < s.size() && s[j] == '!')) {
-        if (!quoted) sheet = std::string(s.substr(i, j - i));
-        ++j;  // '!'
-        t.ref.has_sheet = true;
-        t.ref.sheet = sheet;
-        std::size_t n = ScanRef(s.substr(j), &t.ref);
-        if (n) {
-          t.kind = Token::Ref;
-          i = j + n;
-        } else if (ScanError(s.substr(j), &t.error, &n)) {
-          t.kind = Token::Error;
-          t.sheet_error = true;
-          i = j + n;
-        } else {
-          return fail("bad reference");
-        }
-      } else {
-        std::size_t n = ScanRef(s.substr(i), &t.ref);
-        if (n) {
-          t.kind = Token::Ref;
-          i += n;
-        } else {
-          std::string word(s.substr(i, j - i));
-          std::transform(word.begin(), word.end(), word.begin(), Upper);
-          std::size_t k = j;
-          while (k < s.size() && s[k] == ' ') ++k;
-          if (k < s.size() && s[k] == '(') {
-            t.kind = Token::Func;
-            i = j;
-          } else if (word == "TRUE" || word == "FALSE") {
-            t.kind = Token::Bool;
-            t.num = word == "TRUE";
-            i = j;
-          } else {
-            t.kind = Token::Name;
-            i = j;
-          }
-          t.text = std::move(word);
-        }
-      }
-    } else if (c == '(') {
-      t.kind = Token::LParen;
-      ++i;
-    } else if (c == ')') {
-      t.kind = Token::RParen;
-      ++i;
-    } else if (c == ',') {
-      t.kind = Token::Comma;
-      ++i;
-    } else if (c == '<' || c == '>') {
-      t.kind = Token::Op;
-      if (i + 1 < s.size() && (s[i + 1] == '=' || (c == '<' && s[i + 1] == '>'))) {
-        t.text = std::string(s.substr(i, 2));
-        i += 2;
-      } else {
-        t.text = std::string(1, c);
-        ++i;
-      }
-    } else if (std::strchr("+-*/^&%=", c)) {
-      t.kind = Token::Op;
-      t.text = std::string(1, c);
-      ++i;
+      ok = ScanWordToken(s, i, t, error);
     } else {
-      return fail("unexpected character");
+      ok = ScanPunctuationToken(s, i, t, error);
     }
+    if (!ok) return false;
     t.len = i - t.pos;
     out->push_back(std::move(t));
   }
