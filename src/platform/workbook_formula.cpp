@@ -946,10 +946,9 @@ class Evaluator {
     return std::copysign(a, y) / p;
   }
 
-  StackValue CallImpl(Fn fn, std::size_t first, std::size_t argc) {
+  /// Sums, means, extremes and counts over numbers and areas.
+  StackValue CallAggregate(Fn fn, std::size_t first, std::size_t argc) {
     CellError e = CellError::Value;
-    StackValue err;
-    double x, y;
     switch (fn) {
       case F_SUM: {
         double s = 0;
@@ -1003,6 +1002,16 @@ class Evaluator {
         }
         return Num(n);
       }
+      default: break;
+    }
+    return Err(CellError::Value);
+  }
+
+  /// Arithmetic, rounding and trigonometry of numbers.
+  StackValue CallMath(Fn fn, std::size_t first, std::size_t argc) {
+    StackValue err;
+    double x, y;
+    switch (fn) {
       case F_ABS: return Math1(first, [](double d) { return std::fabs(d); });
       case F_SQRT:
         if (!NumArg(first, &x, &err)) return err;
@@ -1026,41 +1035,6 @@ class Evaluator {
         if (x == 0 && y == 0) return Err(CellError::Num);
         if (x == 0 && y < 0) return Err(CellError::Div0);
         return Num(std::pow(x, y));
-      case F_IF: {
-        bool c;
-        if (!ToBool(Arg(first), &c, &e)) return Err(e);
-        if (c) return argc > 1 ? Arg(first + 1) : BoolV(true);
-        return argc > 2 ? Arg(first + 2) : BoolV(false);
-      }
-      case F_AND:
-      case F_OR: {
-        bool acc = fn == F_AND, any = false;
-        for (std::size_t i = first; i < first + argc; ++i) {
-          const StackValue& a = stack_[i];
-          auto take = [&](bool b) {
-            any = true;
-            acc = fn == F_AND ? (acc && b) : (acc || b);
-          };
-          if (a.kind == StackValue::Area) {
-            bool ok = true;
-            ForEachInArea(a.area, [&](const CellValue& v) {
-              if (v.type == ValueType::Number || v.type == ValueType::Bool) take(v.number != 0);
-              else if (v.type == ValueType::Error && ok) { e = v.error; ok = false; }
-            });
-            if (!ok) return Err(e);
-          } else {
-            bool b;
-            if (!ToBool(a, &b, &e)) return Err(e);
-            take(b);
-          }
-        }
-        return any ? BoolV(acc) : Err(CellError::Value);
-      }
-      case F_NOT: {
-        bool b;
-        if (!ToBool(Arg(first), &b, &e)) return Err(e);
-        return BoolV(!b);
-      }
       case F_ROUND:
       case F_ROUNDUP:
       case F_ROUNDDOWN:
@@ -1099,6 +1073,50 @@ class Evaluator {
         if (y == 0) return Num(0);
         if (x > 0 && y < 0) return Err(CellError::Num);
         return Num((fn == F_CEILING ? std::ceil(x / y) : std::floor(x / y)) * y);
+      default: break;
+    }
+    return Err(CellError::Value);
+  }
+
+  /// Conditions, logical operators and type tests.
+  StackValue CallLogical(Fn fn, std::size_t first, std::size_t argc) {
+    CellError e = CellError::Value;
+    switch (fn) {
+      case F_IF: {
+        bool c;
+        if (!ToBool(Arg(first), &c, &e)) return Err(e);
+        if (c) return argc > 1 ? Arg(first + 1) : BoolV(true);
+        return argc > 2 ? Arg(first + 2) : BoolV(false);
+      }
+      case F_AND:
+      case F_OR: {
+        bool acc = fn == F_AND, any = false;
+        for (std::size_t i = first; i < first + argc; ++i) {
+          const StackValue& a = stack_[i];
+          auto take = [&](bool b) {
+            any = true;
+            acc = fn == F_AND ? (acc && b) : (acc || b);
+          };
+          if (a.kind == StackValue::Area) {
+            bool ok = true;
+            ForEachInArea(a.area, [&](const CellValue& v) {
+              if (v.type == ValueType::Number || v.type == ValueType::Bool) take(v.number != 0);
+              else if (v.type == ValueType::Error && ok) { e = v.error; ok = false; }
+            });
+            if (!ok) return Err(e);
+          } else {
+            bool b;
+            if (!ToBool(a, &b, &e)) return Err(e);
+            take(b);
+          }
+        }
+        return any ? BoolV(acc) : Err(CellError::Value);
+      }
+      case F_NOT: {
+        bool b;
+        if (!ToBool(Arg(first), &b, &e)) return Err(e);
+        return BoolV(!b);
+      }
       case F_ISERROR: return BoolV(Arg(first).kind == StackValue::Error);
       case F_ISERR: {
         StackValue a = Arg(first);
@@ -1115,6 +1133,17 @@ class Evaluator {
         StackValue a = Arg(first);
         return a.kind == StackValue::Error ? Arg(first + 1) : a;
       }
+      default: break;
+    }
+    return Err(CellError::Value);
+  }
+
+  /// Text functions and conversions between text and numbers.
+  StackValue CallText(Fn fn, std::size_t first, std::size_t argc) {
+    CellError e = CellError::Value;
+    StackValue err;
+    double x;
+    switch (fn) {
       case F_CONCATENATE: {
         std::string s;
         for (std::size_t i = first; i < first + argc; ++i) {
@@ -1179,6 +1208,14 @@ class Evaluator {
         if (!ToNumber(a, &x, &e)) return Err(e);
         return Txt(FormatNumber(x, ToText(f)));
       }
+      default: break;
+    }
+    return Err(CellError::Value);
+  }
+
+  /// Error, boolean and date constants and random numbers.
+  StackValue CallConstant(Fn fn) {
+    switch (fn) {
       case F_NA: return Err(CellError::NA);
       case F_TRUE: return BoolV(true);
       case F_FALSE: return BoolV(false);
@@ -1195,10 +1232,85 @@ class Evaluator {
         static thread_local std::mt19937_64 gen{std::random_device{}()};
         return Num(std::uniform_real_distribution<double>(0, 1)(gen));
       }
+
+      default: break;
+    }
+    return Err(CellError::Value);
+  }
+
+  StackValue CallImpl(Fn fn, std::size_t first, std::size_t argc) {
+    switch (fn) {
+      case F_SUM:
+      case F_SUMSQ:
+      case F_PRODUCT:
+      case F_AVERAGE:
+      case F_MIN:
+      case F_MAX:
+      case F_COUNT:
+      case F_COUNTA:
+        return CallAggregate(fn, first, argc);
+      case F_ABS:
+      case F_SQRT:
+      case F_EXP:
+      case F_LN:
+      case F_LOG10:
+      case F_LOG:
+      case F_POWER:
+      case F_ROUND:
+      case F_ROUNDUP:
+      case F_ROUNDDOWN:
+      case F_TRUNC:
+      case F_INT:
+      case F_MOD:
+      case F_PI:
+      case F_SIGN:
+      case F_SIN:
+      case F_COS:
+      case F_TAN:
+      case F_ATAN:
+      case F_ASIN:
+      case F_ACOS:
+      case F_ATAN2:
+      case F_DEGREES:
+      case F_RADIANS:
+      case F_CEILING:
+      case F_FLOOR:
+        return CallMath(fn, first, argc);
+      case F_IF:
+      case F_AND:
+      case F_OR:
+      case F_NOT:
+      case F_ISERROR:
+      case F_ISERR:
+      case F_ISNA:
+      case F_ISNUMBER:
+      case F_ISTEXT:
+      case F_ISBLANK:
+      case F_IFERROR:
+        return CallLogical(fn, first, argc);
+      case F_CONCATENATE:
+      case F_LEN:
+      case F_UPPER:
+      case F_LOWER:
+      case F_TRIM:
+      case F_LEFT:
+      case F_RIGHT:
+      case F_MID:
+      case F_VALUE:
+      case F_TEXT:
+        return CallText(fn, first, argc);
+      case F_NA:
+      case F_TRUE:
+      case F_FALSE:
+      case F_NOW:
+      case F_TODAY:
+      case F_RAND:
+        return CallConstant(fn);
       case F_UNKNOWN: return Err(CellError::Name);
     }
     return Err(CellError::Value);
   }
+
 
   const FormulaCode& code_;
   const WorkbookImpl& book_;
