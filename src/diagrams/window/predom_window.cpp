@@ -221,7 +221,29 @@ void Predom::BuildUi() {
   auto* root = new QVBoxLayout(this);
   root->setContentsMargins(0, 0, 0, 0);
   root->setSpacing(0);
+  BuildMenus(root);
 
+  auto* split = new QSplitter(Qt::Horizontal, this);
+  root->addWidget(split);
+  auto* panel = new QWidget(split);
+  panel->setMinimumWidth(350);
+  panel->setMaximumWidth(420);
+  auto* col = new QVBoxLayout(panel);
+  col->setContentsMargins(8, 8, 4, 8);
+  BuildElementsGroup(panel, col);
+  BuildSpeciesGroup(panel, col);
+  BuildAxesGroup(panel, col);
+  BuildLimitsGroup(panel, col);
+  BuildButtons(panel, col);
+  BuildPictureSide(split);
+  split->setStretchFactor(0, 0);
+  split->setStretchFactor(1, 1);
+  split->setCollapsible(0, false);
+  split->setSizes({360, 800});
+  resize(1160, 740);
+}
+
+void Predom::BuildMenus(QVBoxLayout* root) {
   auto* menu = new QMenuBar(this);
   root->setMenuBar(menu);
   QMenu* file = menu->addMenu(tr("&File"));
@@ -264,16 +286,10 @@ void Predom::BuildUi() {
   QMenu* help = menu->addMenu(tr("&Help"));
   help->addAction(tr("Phase Stability &Diagrams"), QKeySequence::HelpContents, this,
                   [this] { emit helpRequested(QString::fromLatin1(kHelpChapter)); });
+}
 
-  auto* split = new QSplitter(Qt::Horizontal, this);
-  root->addWidget(split);
-  auto* panel = new QWidget(split);
-  panel->setMinimumWidth(350);
-  panel->setMaximumWidth(420);
-  auto* col = new QVBoxLayout(panel);
-  col->setContentsMargins(8, 8, 4, 8);
-
-  // 1. Elements.
+// 1. Elements.
+void Predom::BuildElementsGroup(QWidget* panel, QVBoxLayout* col) {
   auto* gEl = new QGroupBox(tr("Elements (choose three)"), panel);
   auto* lEl = new QVBoxLayout(gEl);
   ListEle2 = new QListWidget(gEl);
@@ -310,8 +326,10 @@ void Predom::BuildUi() {
   connect(ButOK, &QPushButton::clicked, this, &Predom::ButOK_Click);
   lEl->addWidget(ButOK);
   col->addWidget(gEl, 3);
+}
 
-  // 2. Species.
+// 2. Species.
+void Predom::BuildSpeciesGroup(QWidget* panel, QVBoxLayout* col) {
   auto* gSp = new QGroupBox(tr("Species"), panel);
   auto* lSp = new QVBoxLayout(gSp);
   TotNum = new QLabel(gSp);
@@ -323,8 +341,10 @@ void Predom::BuildUi() {
   connect(SpList, &QListWidget::itemSelectionChanged, this, &Predom::UpdateSpeciesCount);
   lSp->addWidget(SpList);
   col->addWidget(gSp, 3);
+}
 
-  // 3. Axes.
+// 3. Axes.
+void Predom::BuildAxesGroup(QWidget* panel, QVBoxLayout* col) {
   auto* gAx = new QGroupBox(tr("Axes"), panel);
   auto* lAx = new QGridLayout(gAx);
   auto make_list = [&](const char* name, const QString& caption, int column) {
@@ -341,8 +361,10 @@ void Predom::BuildUi() {
   YList = make_list("YList", tr("Y - axis"), 1);
   CList = make_list("CList", tr("Constant"), 2);
   col->addWidget(gAx, 2);
+}
 
-  // 4. Limits.
+// 4. Limits.
+void Predom::BuildLimitsGroup(QWidget* panel, QVBoxLayout* col) {
   auto* gLim = new QGroupBox(tr("Limits"), panel);
   auto* lLim = new QGridLayout(gLim);
   auto make_edit = [&](const char* name, const QString& value) {
@@ -379,7 +401,9 @@ void Predom::BuildUi() {
   ComboRes->addItem(tr("High"), kResolutionHigh);
   lLim->addWidget(ComboRes, 3, 1, 1, 3);
   col->addWidget(gLim);
+}
 
+void Predom::BuildButtons(QWidget* panel, QVBoxLayout* col) {
   auto* buttons = new QHBoxLayout;
   ButLoad = new QPushButton(tr("Open..."), panel);
   ButLoad->setObjectName("ButLoad");
@@ -396,7 +420,9 @@ void Predom::BuildUi() {
   buttons->addStretch();
   buttons->addWidget(ButPsd);
   col->addLayout(buttons);
+}
 
+void Predom::BuildPictureSide(QSplitter* split) {
   auto* right = new QWidget(split);
   auto* rl = new QVBoxLayout(right);
   rl->setContentsMargins(4, 8, 8, 8);
@@ -406,11 +432,6 @@ void Predom::BuildUi() {
   LabStatus->setObjectName("LabStatus");
   LabStatus->setTextInteractionFlags(Qt::TextSelectableByMouse);
   rl->addWidget(LabStatus);
-  split->setStretchFactor(0, 0);
-  split->setStretchFactor(1, 1);
-  split->setCollapsible(0, false);
-  split->setSizes({360, 800});
-  resize(1160, 740);
 }
 
 void Predom::Message(const std::string& text) { messages_->Show(text, platform::kDefaultTitle); }

@@ -19,6 +19,8 @@ class QLabel;
 class QLineEdit;
 class QListWidget;
 class QPushButton;
+class QSplitter;
+class QVBoxLayout;
 
 namespace zyl::platform {
 class Messages;
@@ -108,6 +110,14 @@ class Predom : public QWidget {
 
  private:
   void BuildUi();
+  // The steps of BuildUi: menus, the four groups and the buttons of the left panel, the picture side.
+  void BuildMenus(QVBoxLayout* root);
+  void BuildElementsGroup(QWidget* panel, QVBoxLayout* col);
+  void BuildSpeciesGroup(QWidget* panel, QVBoxLayout* col);
+  void BuildAxesGroup(QWidget* panel, QVBoxLayout* col);
+  void BuildLimitsGroup(QWidget* panel, QVBoxLayout* col);
+  void BuildButtons(QWidget* panel, QVBoxLayout* col);
+  void BuildPictureSide(QSplitter* split);
   void UpdateSpeciesCount();
   void OnAxisChanged();
   void Redraw();
