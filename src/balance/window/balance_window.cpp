@@ -182,6 +182,16 @@ int Balance::CurrentArea() const {
 }
 
 void Balance::BuildMenus() {
+  BuildFileMenu();
+  BuildEditMenu();
+  BuildInsertMenu();
+  BuildCalculateMenu();
+  BuildOptionsMenu();
+  QMenu* help = menuBar()->addMenu("&Help");
+  Add(help, "MHelp", "11 Heat and Material Balance", &Balance::MHelp, QKeySequence::HelpContents);
+}
+
+void Balance::BuildFileMenu() {
   QMenu* file = menuBar()->addMenu("&File");
   Add(file, "MNew", "&New", &Balance::MNew, QKeySequence::New);
   QAction* open = file->addAction("&Open...");
@@ -233,6 +243,9 @@ void Balance::BuildMenus() {
   close->setObjectName("MExit");
   connect(close, &QAction::triggered, this, &QWidget::close);
 
+}
+
+void Balance::BuildEditMenu() {
   QMenu* edit = menuBar()->addMenu("&Edit");
   Add(edit, "MCopy", "&Copy", &Balance::MCopy, QKeySequence::Copy);
   QAction* paste = edit->addAction("&Paste");
@@ -248,6 +261,9 @@ void Balance::BuildMenus() {
   Add(edit, "MPasteL", "Paste Stream as &Links", &Balance::MPasteL);
   Add(edit, "MPasteE", "Copy all to &Equilibrium Module", &Balance::MPasteE);
 
+}
+
+void Balance::BuildInsertMenu() {
   QMenu* ins = menuBar()->addMenu("&Insert");
   Add(ins, "MInsBA", "Insert Balance &Area", &Balance::MInsBA);
   Add(ins, "MDelBA", "&Delete Balance Area", &Balance::MDelBA);
@@ -259,6 +275,9 @@ void Balance::BuildMenus() {
   Add(ins, "MInsCol", "Insert &Column", &Balance::MInsCol);
   Add(ins, "MDelCol", "Delete Co&lumn", &Balance::MDelCol);
 
+}
+
+void Balance::BuildCalculateMenu() {
   QMenu* calc = menuBar()->addMenu("&Calculate");
   Add(calc, "MReCalc", "&Recalculate", &Balance::MReCalc, QKeySequence(Qt::Key_F9));
   QAction* tem = calc->addAction("&Temperature of Products...");
@@ -279,6 +298,10 @@ void Balance::BuildMenus() {
   tot->setObjectName("MBalTot");
   connect(tot, &QAction::triggered, this, [this] {
     book_->MReCalc(CurrentArea());
+    if (std::vector<BalanceProblem> problems = CheckBalance(*book_); !problems.empty()) {
+      msgs_->Show(ProblemsText(problems));  // the totals would carry them
+      return;
+    }
     Totals t = BalTot(*book_);
     std::string u(EnergyUnitName(book_->units().energy));
     msgs_->Show(platform::JoinLines({"Total Balance", "Balance (" + u + ")",
@@ -310,36 +333,38 @@ void Balance::BuildMenus() {
     w->show();
   });
 
+}
+
+void Balance::BuildOptionsMenu() {
   QMenu* opt = menuBar()->addMenu("&Options");
   QAction* units = opt->addAction("&Units...");
   units->setObjectName("MUnits");
-  connect(units, &QAction::triggered, this, [this] {
-    QDialog d(this);
-    d.setWindowTitle("Units");
-    auto* form = new QFormLayout(&d);
-    auto* energy = new QComboBox(&d);
-    for (const char* u : {"kcal", "Mcal", "kJ", "MJ", "kWh"}) energy->addItem(u);
-    energy->setCurrentIndex(static_cast<int>(book_->units().energy));
-    auto* temp = new QComboBox(&d);
-    temp->addItems({"°C", "K"});
-    temp->setCurrentIndex(book_->units().temp == TempUnit::C ? 0 : 1);
-    auto* ideal = new QCheckBox("Ideal gas density for every gas", &d);
-    ideal->setObjectName("MIdeal");
-    ideal->setChecked(book_->units().ideal_gas);
-    form->addRow("Energy", energy);
-    form->addRow("Temperature", temp);
-    form->addRow(ideal);
-    auto* bb = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, &d);
-    form->addRow(bb);
-    connect(bb, &QDialogButtonBox::accepted, &d, &QDialog::accept);
-    connect(bb, &QDialogButtonBox::rejected, &d, &QDialog::reject);
-    if (d.exec() != QDialog::Accepted) return;
-    MUnits({static_cast<EnergyUnit>(energy->currentIndex()), temp->currentIndex() == 0 ? TempUnit::C : TempUnit::K,
-            ideal->isChecked()});
-  });
+  connect(units, &QAction::triggered, this, [this] { AskUnits(); });
+}
 
-  QMenu* help = menuBar()->addMenu("&Help");
-  Add(help, "MHelp", "11 Heat and Material Balance", &Balance::MHelp, QKeySequence::HelpContents);
+void Balance::AskUnits() {
+  QDialog d(this);
+  d.setWindowTitle("Units");
+  auto* form = new QFormLayout(&d);
+  auto* energy = new QComboBox(&d);
+  for (const char* u : {"kcal", "Mcal", "kJ", "MJ", "kWh"}) energy->addItem(u);
+  energy->setCurrentIndex(static_cast<int>(book_->units().energy));
+  auto* temp = new QComboBox(&d);
+  temp->addItems({"°C", "K"});
+  temp->setCurrentIndex(book_->units().temp == TempUnit::C ? 0 : 1);
+  auto* ideal = new QCheckBox("Ideal gas density for every gas", &d);
+  ideal->setObjectName("MIdeal");
+  ideal->setChecked(book_->units().ideal_gas);
+  form->addRow("Energy", energy);
+  form->addRow("Temperature", temp);
+  form->addRow(ideal);
+  auto* bb = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, &d);
+  form->addRow(bb);
+  connect(bb, &QDialogButtonBox::accepted, &d, &QDialog::accept);
+  connect(bb, &QDialogButtonBox::rejected, &d, &QDialog::reject);
+  if (d.exec() != QDialog::Accepted) return;
+  MUnits({static_cast<EnergyUnit>(energy->currentIndex()), temp->currentIndex() == 0 ? TempUnit::C : TempUnit::K,
+          ideal->isChecked()});
 }
 
 // ---------------------------------------------------------------------------------------------------------------

@@ -90,6 +90,13 @@ class Balance : public QMainWindow {
 
  private:
   void BuildMenus();
+  // The menus of BuildMenus, one each, and the units dialog of Options.
+  void BuildFileMenu();
+  void BuildEditMenu();
+  void BuildInsertMenu();
+  void BuildCalculateMenu();
+  void BuildOptionsMenu();
+  void AskUnits();
   void Rebind();
   void UpdateTitle();
   /// Sheet the last MCopy came from, -1 when it no longer exists.
