@@ -1,5 +1,7 @@
 #include "tools/cp_fit.h"
 
+#include "thermo/species_data.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -139,19 +141,20 @@ void FitPieces(const ThermoSource& src, double a, double b, bool first, int dept
 
 }  // namespace
 
-double CpCoefficients::Cp(double T) const {
-  return A + B * 1e-3 * T + C * 1e5 * std::pow(T, -2.0) + D * 1e-6 * std::pow(T, 2.0);
+// One heat-capacity integral: the builder evaluates its fits with the functions the program reads them with.
+namespace {
+thermo::SpeciesRange AsRange(const CpCoefficients& k) {
+  thermo::SpeciesRange r;
+  r.a = k.A, r.b = k.B, r.c = k.C, r.d = k.D;
+  return r;
 }
+}  // namespace
 
-double CpCoefficients::DeltaH(double Ta, double Tb) const {
-  return A * (Tb - Ta) + B * 1e-3 * (std::pow(Tb, 2.0) - std::pow(Ta, 2.0)) / 2 - C * 1e5 * (1 / Tb - 1 / Ta) +
-         D * 1e-6 * (std::pow(Tb, 3.0) - std::pow(Ta, 3.0)) / 3;
-}
+double CpCoefficients::Cp(double T) const { return thermo::RangeCp(AsRange(*this), T); }
 
-double CpCoefficients::DeltaS(double Ta, double Tb) const {
-  return A * std::log(Tb / Ta) + B * 1e-3 * (Tb - Ta) - C * 1e5 * (std::pow(Tb, -2.0) - std::pow(Ta, -2.0)) / 2 +
-         D * 1e-6 * (std::pow(Tb, 2.0) - std::pow(Ta, 2.0)) / 2;
-}
+double CpCoefficients::DeltaH(double Ta, double Tb) const { return thermo::RangeDeltaH(AsRange(*this), Ta, Tb); }
+
+double CpCoefficients::DeltaS(double Ta, double Tb) const { return thermo::RangeDeltaS(AsRange(*this), Ta, Tb); }
 
 CpCoefficients FitCp(const ThermoSource& src, double Ta, double Tb) {
   std::vector<double> T = Samples(Ta, Tb, kFitPoints);
