@@ -260,6 +260,23 @@ std::string FormatCell(double value, Column column) {
   return s;
 }
 
+std::string FormatLargeK(double log_k) {
+  double exponent = std::floor(log_k);
+  double mantissa = std::pow(10.0, log_k - exponent);
+  if (std::stod(fmt::format("{:.4f}", mantissa)) >= 10) mantissa /= 10, exponent += 1;  // 9.99996 -> 1.0000E+n
+  return fmt::format("{:.4f}E{}{:.0f}", mantissa, exponent < 0 ? "-" : "+", std::fabs(exponent));
+}
+
+std::string CellText(const ReactionTable& table, const ReactionRow& row, Column column) {
+  std::optional<double> v = table.Cell(row, column);
+  if (!v) return {};
+  std::string s = column == Column::K && std::isinf(*v) && row.LogK && std::isfinite(*row.LogK)
+                      ? FormatLargeK(*row.LogK)
+                      : FormatCell(*v, column);
+  while (!s.empty() && s.back() == ' ') s.pop_back();
+  return s;
+}
+
 std::string FormatReactionText(const ReactionTable& table) {
   constexpr size_t kWidth = 14;
   std::string out = fmt::format("{}{}\n\n", kResultsCaptionPrefix, table.equation);
@@ -282,7 +299,9 @@ std::string FormatReactionText(const ReactionTable& table) {
     std::string line;
     for (const auto& c : cols) {
       std::optional<double> v = table.Cell(row, c.column);
-      line += PadLeft(v ? FormatCell(*v, c.column) : std::string(), kWidth);
+      std::string cell = v ? FormatCell(*v, c.column) : std::string();
+      if (v && std::isinf(*v) && c.column == Column::K) cell = CellText(table, row, c.column) + " ";
+      line += PadLeft(cell, kWidth);
     }
     if (row.transition) {
       line += "  *";
@@ -311,7 +330,8 @@ std::string FormatReactionCsv(const ReactionTable& table) {
     for (size_t i = 0; i < cols.size(); ++i) {
       std::optional<double> v = table.Cell(row, cols[i].column);
       if (i) out += ',';
-      if (v) out += fmt::format("{}", *v);
+      if (v && std::isinf(*v)) out += CellText(table, row, cols[i].column);
+      else if (v) out += fmt::format("{}", *v);
     }
     out += row.transition ? ",1\n" : ",0\n";
   }

@@ -165,6 +165,11 @@ ReactionTable CalcReaction(std::string_view equation, const ReactionOptions& opt
 /// below 0.001, in scientific notation ("1.2346E-20 ") so that they keep their digits and width.
 /// The potential with four decimals.
 std::string FormatCell(double value, Column column);
+/// K beyond the range of a double, written from its log K: "1.4125E+16177" (never "INF").
+std::string FormatLargeK(double log_k);
+/// The text of one cell of a table: FormatCell, with an overflowing K written by FormatLargeK and without
+/// the trailing blank. Empty when the cell is empty.
+std::string CellText(const ReactionTable& table, const ReactionRow& row, Column column);
 
 /// The table as text: a title line, the header and unit rows, the rows (transition rows marked
 /// "*"), then a line on a widened step and the notes. Lines carry no trailing blanks.

@@ -205,6 +205,10 @@ TEST(ReactionText, CellsAndFields) {
   EXPECT_EQ(FormatCell(1.5e-20, Column::K), "1.5000E-20 ");
   EXPECT_EQ(FormatCell(1e9, Column::K), "1.0000E+09 ");
   EXPECT_EQ(FormatCell(INFINITY, Column::K), "INF ");
+  // A K beyond a double is written from log K, never as INF: 10^550.848 = 7.047 x 10^550.
+  EXPECT_EQ(FormatLargeK(550.848), "7.0469E+550");
+  EXPECT_EQ(FormatLargeK(-400.5), "3.1623E-401");
+  EXPECT_EQ(FormatLargeK(999.999999), "1.0000E+1000");
   EXPECT_EQ(FormatCell(0.38535, Column::E), "0.3854");
   EXPECT_EQ(ReadNumberField(" +1e3 "), 1000.0);
   for (const char* bad : {"", "25,5", "12abc", "1e999", "nan"}) EXPECT_FALSE(ReadNumberField(bad).has_value()) << bad;

@@ -213,7 +213,11 @@ void ReEqR::Show(const ReactionTable& table) {
   int row = kFirstDataRow;
   for (const ReactionRow& r : table.rows) {
     for (const ColumnInfo& info : table.Columns())
-      if (auto v = table.Cell(r, info.column)) s.SetNumber(row, TemplateColumn(info.column), *v);
+      if (auto v = table.Cell(r, info.column)) {
+        // A K beyond the range of a number is shown as text from its log K, never as INF.
+        if (std::isfinite(*v)) s.SetNumber(row, TemplateColumn(info.column), *v);
+        else s.SetText(row, TemplateColumn(info.column), CellText(table, r, info.column));
+      }
     // K spans hundreds of decades: outside 0.001 .. 1e9 it is shown in scientific notation so that it keeps its digits.
     if (r.K != 0 && (r.K < kKFixedMin || r.K >= kKFixedMax))
       s.SetNumberFormat(row, TemplateColumn(Column::K), row, TemplateColumn(Column::K), kKScientificFormat);
