@@ -76,12 +76,32 @@ TEST_F(SpeciesCli, UnknownSpeciesAndMainDatabaseRefusals) {
   EXPECT_EQ(status, 1);
   EXPECT_NE(Err().find("H2O(l)"), std::string::npos);
 
+  // Temperatures that are not numbers, not above 0 K or far beyond any data used to print inf and nan.
+  for (const char* t : {"1e308", "25000", "nan", "0"}) {
+    const std::string out = Run(std::string("species 'H2O(g)' -T ") + t, &status);
+    EXPECT_EQ(status, 1) << t;
+    EXPECT_EQ(out.find("inf"), std::string::npos) << t;
+    EXPECT_NE(Err().find("temperature must"), std::string::npos) << t;
+  }
+
   Run("db fix-t1 --yes --db " + (dir_ / "main.ZYL").string(), &status);
   EXPECT_EQ(status, 1);
   EXPECT_NE(Err().find("Can not save to MainDB !"), std::string::npos);
   Run("db delete Cu --yes --db " + (dir_ / "main.ZYL").string(), &status);
   EXPECT_EQ(status, 1);
   EXPECT_NE(Err().find("Can not delete MainDB Species !"), std::string::npos);
+}
+
+// `zyl mw` used to read "Ca3(PO4" as Ca3PO4.
+TEST_F(SpeciesCli, FormulaWeightRefusesUnpairedBrackets) {
+  const std::string cmd = zyl_.string() + " mw 'Ca3(PO4' 2>" + (dir_ / "err").string();
+  FILE* p = ::popen(cmd.c_str(), "r");
+  char buf[256];
+  const bool printed = std::fgets(buf, sizeof buf, p) != nullptr;
+  const int rc = ::pclose(p);
+  EXPECT_EQ(WEXITSTATUS(rc), 1);
+  EXPECT_FALSE(printed);
+  EXPECT_NE(Err().find("Unclosed '(' in formula: Ca3(PO4"), std::string::npos) << Err();
 }
 
 TEST_F(SpeciesCli, AddExportImportDeleteOnTheOwnDatabase) {
