@@ -652,6 +652,14 @@ BalMat::BalMat(Balance* balance, QWidget* parent) : QDialog(parent), balance_(ba
 void BalMat::Fill(int area) {
   BalanceBook& b = balance_->book();
   b.MReCalc(area);
+  // Amounts that are errors or species that are unknown would read as zeros: name them instead.
+  if (std::vector<BalanceProblem> problems = CheckBalance(b, area); !problems.empty()) {
+    platform::Sheet& sh = book_.sheet(0);
+    sh.ClearAll(0, 0, std::max(sh.LastRow(), 0), std::max(sh.LastCol(), 6));
+    grid_->Refresh();
+    report_->setPlainText(QString::fromStdString(ProblemsText(problems)));
+    return;
+  }
   EleBal eb = GetEleBal(b, area);
   WriteBalMat(eb, b.units(), book_.sheet(0));
   book_.RecalculateDirty();

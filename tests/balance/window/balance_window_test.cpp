@@ -201,6 +201,24 @@ TEST_F(Window, TemperatureSolverReports) {
   Screenshot(mat, "balance-material.png");
 }
 
+// An error in an amount cell used to leave zeros in every total; the windows now name and select it.
+TEST_F(Window, ErrorCellsAreNamedAndSelected) {
+  BalanceBook& b = w->book();
+  b.PutSpecies(1, R, "CH4(g)", 25, col::kKmol, 1);
+  b.PutSpecies(2, R, "CO2(g)", 25, col::kKmol, 1);
+  b.book().sheet(1).SetFormula(R, col::kKmol, "=1/0");
+  w->MReCalc();
+  EXPECT_EQ(msgs.Last(), "IN1!C4 holds #DIV/0!");
+  EXPECT_EQ(w->F1Heat()->CurrentSheet(), 1);
+  EXPECT_EQ(w->F1Heat()->CurrentCell(), std::make_pair(R, col::kKmol));
+  BalTem tem(w.get());
+  EXPECT_FALSE(tem.Calculate().done);
+  EXPECT_EQ(tem.LabResult()->text(), "IN1!C4 holds #DIV/0!");
+  BalMat mat(w.get());
+  EXPECT_EQ(mat.Report(), "IN1!C4 holds #DIV/0!");
+  EXPECT_TRUE(mat.grid_book().sheet(0).Value(3, 0).empty());
+}
+
 TEST_F(Window, GridActionsFillTheTargetSheet) {
   Type(R, col::kFormula, "CH4(g)");
   Type(R, col::kKmol, "1");
