@@ -162,6 +162,13 @@ TEST_F(RealDb, CommandLineRefusesBalancesItCanNotTrust) {
   EXPECT_TRUE(tj["extrapolated"].empty()) << tj.dump();
   auto ej = nlohmann::json::parse(Zyl("balance elements " + good + " --json" + db, &st));
   EXPECT_TRUE(ej["extrapolated"].empty()) << ej.dump();
+  // Element masses as printed: standard atomic weights C 12.011, H 1.008, O 15.999, N 14.007 (IUPAC).
+  const double kg[] = {1 * 12.011, 4 * 1.008, 4 * 15.999, 15.04 * 14.007};
+  ASSERT_EQ(ej["elements"].size(), 4u);
+  for (size_t i = 0; i < 4; ++i) {
+    EXPECT_NEAR(ej["elements"][i]["in_kg"].get<double>(), kg[i], 2e-3 * kg[i]) << ej["elements"][i].dump();
+    EXPECT_NEAR(ej["elements"][i]["out_kg"].get<double>(), kg[i], 2e-3 * kg[i]) << ej["elements"][i].dump();
+  }
   EXPECT_NEAR(ej["product_T"].get<double>(), 2328 - 273.15, 15);
   EXPECT_NEAR(ej["in"]["species"][0]["T"].get<double>(), 25, 1e-9);  // compositions as in the file
 
