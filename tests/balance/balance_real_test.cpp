@@ -35,16 +35,20 @@ struct RealDb : ::testing::Test {
     species = std::make_unique<DbSpeciesSource>(&dbs);
     book = std::make_unique<BalanceBook>(*species, msgs);
   }
+  /// 1 kmol methane with stoichiometric air in area 1, everything at 25 °C.
+  void MethaneWithAir() {
+    int in = book->InSheet(1), out = book->OutSheet(1);
+    book->PutSpecies(in, R, "CH4(g)", 25, col::kKmol, 1);
+    book->PutSpecies(in, R + 1, "O2(g)", 25, col::kKmol, 2);
+    book->PutSpecies(in, R + 2, "N2(g)", 25, col::kKmol, 7.52);
+    book->PutSpecies(out, R, "CO2(g)", 25, col::kKmol, 1);
+    book->PutSpecies(out, R + 1, "H2O(g)", 25, col::kKmol, 2);
+    book->PutSpecies(out, R + 2, "N2(g)", 25, col::kKmol, 7.52);
+  }
 };
 
 TEST_F(RealDb, MethaneWithStoichiometricAir) {
-  int in = book->InSheet(1), out = book->OutSheet(1);
-  book->PutSpecies(in, R, "CH4(g)", 25, col::kKmol, 1);
-  book->PutSpecies(in, R + 1, "O2(g)", 25, col::kKmol, 2);
-  book->PutSpecies(in, R + 2, "N2(g)", 25, col::kKmol, 7.52);
-  book->PutSpecies(out, R, "CO2(g)", 25, col::kKmol, 1);
-  book->PutSpecies(out, R + 1, "H2O(g)", 25, col::kKmol, 2);
-  book->PutSpecies(out, R + 2, "N2(g)", 25, col::kKmol, 7.52);
+  MethaneWithAir();
   book->book().Recalculate();
   // Lower heating value of methane, 802.3 kJ/mol (NIST-JANAF): the heat balance of products at 25 °C.
   book->MUnits({EnergyUnit::kJ, TempUnit::C, false});
@@ -140,13 +144,8 @@ TEST_F(RealDb, CommandLineRefusesBalancesItCanNotTrust) {
   testing::TempDir dir;
   std::string db = " --main-db " + (fs::path(ZYL_SOURCE_DATA_DIR) / "Databases" / "MainDB6.ZYL").string() +
                    " --own-db " + (dir / "none.ZYL").string();
-  int in = book->InSheet(1), out = book->OutSheet(1);
-  book->PutSpecies(in, R, "CH4(g)", 25, col::kKmol, 1);
-  book->PutSpecies(in, R + 1, "O2(g)", 25, col::kKmol, 2);
-  book->PutSpecies(in, R + 2, "N2(g)", 25, col::kKmol, 7.52);
-  book->PutSpecies(out, R, "CO2(g)", 25, col::kKmol, 1);
-  book->PutSpecies(out, R + 1, "H2O(g)", 25, col::kKmol, 2);
-  book->PutSpecies(out, R + 2, "N2(g)", 25, col::kKmol, 7.52);
+  const int in = book->InSheet(1), out = book->OutSheet(1);
+  MethaneWithAir();
   book->MReCalc();
   const std::string good = (dir / "good.xlsx").string();
   ASSERT_EQ(book->Save(good), "");
