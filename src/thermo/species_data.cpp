@@ -25,8 +25,10 @@ std::atomic<bool> g_criss_cobble{false};
 // scale puts S(H+) at -5.0 cal/(mol K) at 25 C and at the values of kAbsEntropyH at t. The mean
 // heat capacity from 25 C to t follows as
 //   Cp_mean = (S_t - S_25) / ln(T_t / 298.15) = (a_t + (b_t - 1) * S_25) / ln(T_t / 298.15),
-// and the conventional value (H+ = 0) as Cp_conv = Cp_abs(ion) - z * Cp_abs(H+).
-// The numbers below were written down from memory of the papers' tables, not copied from them:
+// and the conventional value (H+ = 0) as Cp_conv = Cp_abs(ion) - z * Cp_abs(H+). CrissCobbleAtT takes the
+// entropy from it and derives Cp and H from that entropy, so that the three stay consistent.
+// The numbers below were written down from memory of the papers' tables, not copied from them (the
+// tables could not be found in the public sources searched):
 // the cation and simple-anion rows reproduce the published mean heat capacity parameters
 // (alpha/beta 35/-0.41, 46/-0.55, 46/-0.59, 50/-0.63 for cations; alpha -46, -58, -61, -65 for
 // simple anions), and Na+ and Cl- come out near their measured heat capacities. The oxy-anion and
