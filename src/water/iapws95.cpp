@@ -102,6 +102,22 @@ double SolveDensity(double T, double P, double lo, double hi, double guess) {
   return rho;
 }
 
+/// Plain Newton from a good guess; nullopt when it leaves the physical branch (dp/drho <= 0, rho <= 0)
+/// or does not converge quickly, so that the caller falls back to the bracketed solve.
+std::optional<double> NewtonDensity(double T, double P, double guess) {
+  double rho = guess;
+  for (int it = 0; it < 12; ++it) {
+    double dp = 0;
+    double f = PressureAt(T, rho, &dp) - P;
+    if (!(dp > 0)) return std::nullopt;
+    double next = rho - f / dp;
+    if (!(next > 0.5 * rho && next < 2 * rho)) return std::nullopt;
+    if (std::fabs(next - rho) <= 1e-12 * rho) return next;
+    rho = next;
+  }
+  return std::nullopt;
+}
+
 /// The high-density end of a bracket for the liquid or dense fluid: grows until p exceeds P.
 double UpperDensity(double T, double P, double from) {
   double hi = std::max(from, 1.0);
@@ -138,8 +154,11 @@ Helmholtz ResidualPart(double delta, double tau) {
   for (size_t i = 1; i < tp.size(); ++i) tp[i] = tp[i - 1] * tau;
   const double id = 1 / delta, it = 1 / tau;
 
+  // tau^t for t = -0.5, 0.875, 1, 0.5, 0.75, 0.375, 1: powers of tau^(1/8) (three square roots).
+  const double r2 = std::sqrt(tau), r4 = std::sqrt(r2), r8 = std::sqrt(r4);
+  const std::array<double, 7> tpow = {1 / r2, r2 * r4 * r8, tau, r2, r2 * r4, r4 * r8, tau};
   for (size_t i = 0; i < 7; ++i) {
-    double term = kN1[i] * dp[static_cast<size_t>(kD1[i])] * std::pow(tau, kT1[i]);
+    double term = kN1[i] * dp[static_cast<size_t>(kD1[i])] * tpow[i];
     double d = kD1[i], t = kT1[i];
     o.phi += term;
     o.d += term * d * id;
@@ -180,25 +199,32 @@ Helmholtz ResidualPart(double delta, double tau) {
   double dm1 = delta - 1;
   if (std::fabs(dm1) < 1e-9) dm1 = dm1 < 0 ? -1e-9 : 1e-9;
   const double d2 = dm1 * dm1;
+  // Powers of (delta-1)^2 shared by both terms: exponents 1/(2 beta) = 5/3 and a = 3.5.
+  static_assert(kA4[0] == 3.5 && kA4[1] == 3.5 && kBeta4 == 0.3, "closed-form powers below assume these");
+  const double c3 = std::cbrt(d2), sq = std::sqrt(d2);
+  const double q = c3 * c3;                    // d2^(1/(2 beta) - 1) = d2^(2/3)
+  const double p53 = d2 * q;                   // d2^(5/3)
+  const double qm2 = d2 > 0 ? q / d2 : 0;      // d2^(-1/3)
+  const double a_pow = d2 * d2 * d2 * sq;      // d2^3.5
+  const double a_pow1 = d2 * d2 * sq;          // d2^2.5
+  const double a_pow2 = d2 * sq;               // d2^1.5
   for (size_t i = 0; i < 2; ++i) {
     const double a = kA4[i], b = kB4[i], C = kC4[i], D = kDD4[i], n = kN4[i];
-    double theta = (1 - tau) + kAA4 * std::pow(d2, 1 / (2 * kBeta4));
-    double Delta = theta * theta + kBB4 * std::pow(d2, a);
+    double theta = (1 - tau) + kAA4 * p53;
+    double Delta = theta * theta + kBB4 * a_pow;
     double psi = std::exp(-C * d2 - D * (tau - 1) * (tau - 1));
     double psi_d = -2 * C * dm1 * psi;
     double psi_dd = (2 * C * d2 - 1) * 2 * C * psi;
     double psi_t = -2 * D * (tau - 1) * psi;
     double psi_tt = (2 * D * (tau - 1) * (tau - 1) - 1) * 2 * D * psi;
     double psi_dt = 4 * C * D * dm1 * (tau - 1) * psi;
-    double q = std::pow(d2, 1 / (2 * kBeta4) - 1);
-    double Delta_d = dm1 * (kAA4 * theta * 2 / kBeta4 * q + 2 * kBB4 * a * std::pow(d2, a - 1));
-    double Delta_dd = Delta_d / dm1 + d2 * (4 * kBB4 * a * (a - 1) * std::pow(d2, a - 2) +
+    double Delta_d = dm1 * (kAA4 * theta * 2 / kBeta4 * q + 2 * kBB4 * a * a_pow1);
+    double Delta_dd = Delta_d / dm1 + d2 * (4 * kBB4 * a * (a - 1) * a_pow2 +
                                             2 * kAA4 * kAA4 / (kBeta4 * kBeta4) * q * q +
-                                            kAA4 * theta * 4 / kBeta4 * (1 / (2 * kBeta4) - 1) *
-                                                std::pow(d2, 1 / (2 * kBeta4) - 2));
+                                            kAA4 * theta * 4 / kBeta4 * (1 / (2 * kBeta4) - 1) * qm2);
     double Db = Delta > 0 ? std::pow(Delta, b) : 0;
-    double Db1 = Delta > 0 ? std::pow(Delta, b - 1) : 0;
-    double Db2 = Delta > 0 ? std::pow(Delta, b - 2) : 0;
+    double Db1 = Delta > 0 ? Db / Delta : 0;
+    double Db2 = Delta > 0 ? Db1 / Delta : 0;
     double Db_d = b * Db1 * Delta_d;
     double Db_dd = b * (Db1 * Delta_dd + (b - 1) * Db2 * Delta_d * Delta_d);
     double Db_t = -2 * theta * b * Db1;
@@ -344,6 +370,7 @@ Result<Saturation> SaturationAtP(double P) {
 Result<double> DensityTP(double T, double P, Branch branch) {
   if (!(T >= kTMin && T <= kTMax && P > 0 && P <= kPMax)) return {std::nullopt, RangeError(T, P)};
   if (T >= kTc) {
+    if (auto r = NewtonDensity(T, P, P * kKPaPerMPa / (kR * T)); r) return {*r, {}};
     double hi = UpperDensity(T, P, std::max(P * kKPaPerMPa / (kR * T), kRhoc));
     return {SolveDensity(T, P, 0.0, hi, P * kKPaPerMPa / (kR * T)), {}};
   }
@@ -360,6 +387,9 @@ Result<double> DensityTP(double T, double P, Branch branch) {
     }
   }
   if (liquid || branch == Branch::Liquid) {
+    // Far from saturation a Newton step from the saturated liquid stays on the liquid branch.
+    if (liquid && P > 1.01 * ps)
+      if (auto r = NewtonDensity(T, P, rl); r && *r >= rl * 0.999) return {*r, {}};
     // p(rho) rises on [rho_l(sat) * (1 - margin), ...): Newton from the saturated liquid is safe.
     // Below psat (metastable liquid) walk down towards the spinodal until p < P.
     double lo = rl * 0.999;
@@ -373,6 +403,8 @@ Result<double> DensityTP(double T, double P, Branch branch) {
     return {SolveDensity(T, P, lo, hi, rl), {}};
   }
   double ideal = P * kKPaPerMPa / (kR * T);
+  if (P < 0.99 * ps)
+    if (auto r = NewtonDensity(T, P, ideal); r && *r <= rv * 1.001) return {*r, {}};
   double hi = std::max(rv * 1.005, ideal * 1.0001);
   return {SolveDensity(T, P, ideal * 0.999, hi, ideal), {}};
 }
@@ -382,8 +414,7 @@ Result<State> StateAtTP(double T, double P, Branch branch) {
   if (!rho.ok()) return {std::nullopt, rho.error};
   State s = StateAtTRho(T, *rho);
   if (T >= kTc) s.phase = P >= kPc ? Phase::Supercritical : Phase::Vapour;
-  else s.phase = P >= PsatAuxiliary(T) ? Phase::Liquid : Phase::Vapour;
-  if (T < kTc && std::fabs(P - PsatAuxiliary(T)) < 1e-4 * P) s.phase = *rho >= kRhoc ? Phase::Liquid : Phase::Vapour;
+  else s.phase = *rho >= kRhoc ? Phase::Liquid : Phase::Vapour;
   s.P = P;
   return {s, {}};
 }
