@@ -368,7 +368,8 @@ Result<Saturation> SaturationAtP(double P) {
 }
 
 Result<double> DensityTP(double T, double P, Branch branch) {
-  if (!(T >= kTMin && T <= kTMax && P > 0 && P <= kPMax)) return {std::nullopt, RangeError(T, P)};
+  const double t_min = branch == Branch::Liquid ? kTMinSupercooled : kTMin;
+  if (!(T >= t_min && T <= kTMax && P > 0 && P <= kPMax)) return {std::nullopt, RangeError(T, P)};
   if (T >= kTc) {
     if (auto r = NewtonDensity(T, P, P * kKPaPerMPa / (kR * T)); r) return {*r, {}};
     double hi = UpperDensity(T, P, std::max(P * kKPaPerMPa / (kR * T), kRhoc));
@@ -379,7 +380,7 @@ Result<double> DensityTP(double T, double P, Branch branch) {
   double rl = RhoLiquidAuxiliary(T), rv = RhoVapourAuxiliary(T);
   if (std::fabs(P - ps) < 1e-4 * ps || T > kTc - 1.0) {
     // Close to the saturation line or the critical point: the exact saturation decides.
-    auto sat = SaturationAtT(std::max(T, kTTriple));
+    auto sat = SaturationAtT(T);
     if (sat.ok()) {
       liquid = P >= sat->P;
       rl = sat->liquid.rho;

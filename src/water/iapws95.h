@@ -15,6 +15,7 @@ inline constexpr double kR = 0.46151805;        ///< kJ/(kg K), specific gas con
 inline constexpr double kMolarMass = 18.015268; ///< g/mol
 inline constexpr double kTTriple = 273.16;      ///< K
 inline constexpr double kTMin = 273.15;         ///< K, lowest temperature accepted (liquid at 0 °C)
+inline constexpr double kTMinSupercooled = 251.165;  ///< K, lowest for Branch::Liquid (metastable liquid)
 inline constexpr double kTMax = 1273.15;        ///< K, upper limit of the formulation's validity
 inline constexpr double kPMax = 1000.0;         ///< MPa, upper limit of the formulation's validity
 
@@ -69,7 +70,7 @@ struct Result {
 };
 
 /// Which phase DensityTP returns below Tc: the stable one (the liquid at P = psat), or the liquid also
-/// slightly below psat (metastable, for derivatives along the saturation line).
+/// slightly below psat and below 0 °C (metastable, for derivatives along the saturation line and at 0 °C).
 enum class Branch { Stable, Liquid };
 
 /// Density (kg/m3) at T (K) and P (MPa).
