@@ -25,7 +25,7 @@ constexpr double kStepP = 1e-3;       // relative, central differences of g in P
 // Shock et al. (1992) Table 3 (T in °C, P in bar).
 constexpr double kAg[3] = {-2.037662, 5.747000e-3, -6.557892e-6};
 constexpr double kBg[3] = {6.107361, -1.074377e-2, 1.268348e-5};
-constexpr double kAf[3] = {3.66666e-16, -1.504956e-10, 5.01799e-14};
+constexpr double kAf[3] = {36.66666, -1.504956e-10, 5.01799e-14};
 
 /// Water's functions the equations need at one (T, P).
 struct Solvent {
