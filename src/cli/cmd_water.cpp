@@ -58,7 +58,7 @@ int RunWater(const WaterOptions& o) {
   if (o.T) T = o.tunit == "C" ? *o.T + kCelsiusOffset : *o.T;
   if (o.P) P = o.punit == "bar" ? *o.P / kBarPerMPa : o.punit == "atm" ? *o.P / kAtmPerMPa : *o.P;
   if (o.saturation) {
-    if (o.T.has_value() == o.P.has_value()) return Fail("--saturation needs either -T or -P, not both");
+    if (o.T.has_value() == o.P.has_value()) return Fail("--saturation needs one of -T or -P");
     auto sat = o.T ? water::SaturationAtT(T) : water::SaturationAtP(P);
     if (!sat.ok()) return Fail(sat.error);
     if (o.json) {
