@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <map>
 #include <vector>
 
 #include "water/dielectric.h"
@@ -22,7 +21,7 @@ constexpr double kCelsiusOffset = 273.15;
 constexpr double kStepT = 0.05;       // K, central differences of g in T
 constexpr double kStepP = 1e-3;       // relative, central differences of g in P
 
-// Shock et al. (1992) Table 3 (T in °C, P in bar).
+// Shock et al. (1992) Tables 3 and 4: ag, bg (T in °C) and the region-II correction f (P in bar).
 constexpr double kAg[3] = {-2.037662, 5.747000e-3, -6.557892e-6};
 constexpr double kBg[3] = {6.107361, -1.074377e-2, 1.268348e-5};
 constexpr double kAf[3] = {36.66666, -1.504956e-10, 5.01799e-14};
