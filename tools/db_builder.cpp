@@ -10,6 +10,7 @@
 #include "thermo/catalogue.h"
 #include "thermo/formula.h"
 #include "thermo/species_db.h"
+#include "tools/hkf.h"
 #include "tools/nasa_thermo.h"
 #include "tools/llnl.h"
 #include "tools/obigt.h"
@@ -26,6 +27,18 @@ constexpr size_t kMaxNameLength = 24;        // the Formula field
 constexpr double kMineralDefaultTMax = 573.15;  // K, a mineral whose Cp equation states no limit
 constexpr double kWaterG = -237140.0 / kCalToJ;  // cal/mol, liquid water at 25 °C (CODATA), if OBIGT lacks it
 constexpr std::string_view kLlnlReference = "llnl.dat (PHREEQC); Cp Kopp estimate";
+
+// Fit tolerance of the species along the 1 bar / saturation path (aqueous species and liquid water):
+// G and Cp as tight as the evaluation needs; H and S looser, since along a path of rising pressure
+// they drift from the integral of Cp by the integral of (dH/dP)_T dP.
+FitTolerance AqueousTolerance(const FitTolerance& base) {
+  FitTolerance t = base;
+  t.cp_abs = 1.5 / kCalToJ;  // cal/(mol K)
+  t.g = 80.0 / kCalToJ;      // cal/mol
+  t.h = 600.0 / kCalToJ;     // cal/mol
+  t.s = 1.5 / kCalToJ;       // cal/(mol K)
+  return t;
+}
 
 // Solids taken from llnl.dat (by their phase name there) when the database has no species of that name.
 // Only those whose derived 25 °C entropy agrees with the NBS tables: with the OBIGT ions, MnCl2
@@ -194,6 +207,7 @@ struct Candidate {
   Composition comp;
   BuiltSpecies sp;
   std::vector<SourceSegment> segs;
+  bool aqueous_path = false;  // fitted with the aqueous tolerance (1 bar / saturation path)
 };
 
 // ---- element names -----------------------------------------------------------------------------
@@ -391,6 +405,23 @@ BuildResult BuildMainDatabase(const BuildOptions& opt, const BuildProgress& prog
     }
     StartAt298(cond_cands[i].segs);
   }
+  // Liquid water along the aqueous path from IAPWS-95, anchored to the NASA liquid at 25 °C.
+  for (Candidate& c : cond_cands) {
+    if (c.plain != "H2O" || !c.qualifier.empty()) continue;
+    auto liquid = std::find_if(c.segs.begin(), c.segs.end(), [](const SourceSegment& s) { return s.phase == "l"; });
+    if (liquid == c.segs.end()) break;
+    SourceSegment w;
+    w.src = std::make_shared<IapwsLiquidSource>(liquid->src->H(kTRef), liquid->src->S(kTRef));
+    w.t1 = liquid->t1;
+    w.t2 = kHkfTMax;
+    w.phase = "l";
+    w.origin = "IAPWS-95 liquid, 1 bar / psat";
+    c.segs.erase(liquid, c.segs.end());
+    c.segs.push_back(std::move(w));
+    c.sp.references = "NASA 25C; IAPWS-95 liquid to 350C";
+    c.aqueous_path = true;
+    break;
+  }
 
   // Isomers sharing a formula: the one without a qualifier (else the lowest enthalpy of formation)
   // keeps the plain name, the others get a prefix.
@@ -447,23 +478,44 @@ BuildResult BuildMainDatabase(const BuildOptions& opt, const BuildProgress& prog
         continue;
       }
     }
-    double t_top = kAqueousTMax;
-    if (std::isnan(Cp)) {
-      c.sp.reliability = kClassDerived;
-      if (!std::isnan(row.p[4]) && !std::isnan(row.p[5]) && !std::isnan(row.p[6])) {
-        Cp = HkfCp298(row.p[4], row.p[5], row.p[6]);
-      } else {
-        Cp = 0;
-        t_top = kAqueousNoCpTMax;
+    const bool hkf = std::all_of(std::begin(row.p), std::end(row.p), [](double v) { return std::isfinite(v); }) &&
+                     std::isfinite(row.G);
+    SourceSegment seg;
+    seg.phase = charge ? "ia" : "a";
+    if (hkf) {
+      // Revised HKF along 1 bar / saturation, 0-350 °C.
+      // Two segments: at 1 bar, then along saturation (Cp along the path jumps between them).
+      const HkfParameters hkf_p = HkfParameters::FromScaled(row.G, H, S, row.p, charge);
+      seg.src = std::make_shared<HkfSource>(hkf_p, HkfSource::Part::OneBar);
+      seg.t1 = kHkfTMin;
+      seg.t2 = kHkfPathSwitch;
+      seg.origin = fmt::format("OBIGT {} revised HKF, 1 bar", row.name);
+      c.segs.push_back(seg);
+      seg.src = std::make_shared<HkfSource>(hkf_p, HkfSource::Part::Saturation);
+      seg.t1 = seg.t2;
+      seg.t2 = kHkfTMax;
+      seg.origin = fmt::format("OBIGT {} revised HKF, psat", row.name);
+      c.sp.references = Trunc("HKF " + ObigtReference(row), thermo::record_layout::kReferencesLen);
+      c.aqueous_path = true;
+    } else {
+      // No equation of state: the 25 °C Cp held constant (estimated from c1, c2, omega when missing).
+      double t_top = kAqueousTMax;
+      if (std::isnan(Cp)) {
+        c.sp.reliability = kClassDerived;
+        if (!std::isnan(row.p[4]) && !std::isnan(row.p[5]) && !std::isnan(row.p[6])) {
+          Cp = HkfCp298(row.p[4], row.p[5], row.p[6]);
+        } else {
+          Cp = 0;
+          t_top = kAqueousNoCpTMax;
+        }
       }
+      seg.src = std::make_shared<ConstantCpSource>(H, S, Cp);
+      seg.t1 = kTRef;
+      seg.t2 = t_top;
+      seg.origin = fmt::format("OBIGT {} 298.15 K, constant Cp", row.name);
+      c.sp.references = Trunc("Cp const " + ObigtReference(row), thermo::record_layout::kReferencesLen);
     }
-    SourceSegment s;
-    s.src = std::make_shared<ConstantCpSource>(H, S, Cp);
-    s.t1 = kTRef;
-    s.t2 = t_top;
-    s.phase = charge ? "ia" : "a";
-    s.origin = fmt::format("OBIGT {} 298.15 K, constant Cp", row.name);
-    c.segs.push_back(std::move(s));
+    c.segs.push_back(std::move(seg));
     aq_cands.push_back(std::move(c));
   }
 
@@ -565,6 +617,7 @@ BuildResult BuildMainDatabase(const BuildOptions& opt, const BuildProgress& prog
                                      static_cast<size_t>(llnl_count)) + 2;
   int done = 0;
   std::set<std::string> names;
+  const FitTolerance aqueous_tol = AqueousTolerance(opt.tolerance);
   auto finish = [&](Candidate& c, std::string_view kind) {
     if (progress) progress(++done, total, c.sp.name);
     BuiltSpecies sp = std::move(c.sp);
@@ -581,7 +634,7 @@ BuildResult BuildMainDatabase(const BuildOptions& opt, const BuildProgress& prog
       res.warnings.push_back(fmt::format("{} {}: name already taken, left out", kind, sp.name));
       return;
     }
-    sp.ranges = FitSpecies(c.segs, opt.tolerance);
+    sp.ranges = FitSpecies(c.segs, c.aqueous_path ? aqueous_tol : opt.tolerance);
     if (sp.ranges.empty()) return;
     for (const auto& r : sp.ranges)
       if (!r.within_tolerance) sp.reliability = kClassDerived;
@@ -604,8 +657,8 @@ BuildResult BuildMainDatabase(const BuildOptions& opt, const BuildProgress& prog
     h.references = "Convention: zero at all T";
     h.reliability = kClassEvaluated;
     FittedRange r;
-    r.t1 = kTRef;
-    r.t2 = kAqueousTMax;
+    r.t1 = kHkfTMin;
+    r.t2 = kHkfTMax;
     r.phase = "ia";
     r.src = std::make_shared<ConstantCpSource>(0, 0, 0);
     r.origin = "convention";

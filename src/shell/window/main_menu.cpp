@@ -27,6 +27,7 @@
 #include "shell/window/not_built.h"
 #include "shell/window/settings_form.h"
 #include "thermo/window/formula_weights.h"
+#include "water/window/water_window.h"
 
 namespace zyl::shell::window {
 
@@ -288,7 +289,7 @@ void MainMenu::StartLPP() { OpenNotBuilt("StartLPP"); }
 void MainMenu::StartMiner() { OpenNotBuilt("StartMiner"); }
 void MainMenu::StartConver() { OpenNotBuilt("StartConver"); }
 void MainMenu::StartEleTable() { OpenNotBuilt("StartEleTable"); }
-void MainMenu::StartWater() { OpenNotBuilt("StartWater"); }
+void MainMenu::StartWater() { OpenModule(new water::window::WaterWindow); }
 void MainMenu::StartUnits() { OpenNotBuilt("StartUnits"); }
 void MainMenu::StartDataBase() { OpenNotBuilt("StartDataBase"); }
 

@@ -12,6 +12,7 @@
 #include "reactions/window/re_eq.h"
 #include "reactions/window/re_eq_r.h"
 #include "thermo/window/formula_weights.h"
+#include "water/window/water_window.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -67,6 +68,13 @@ int SaveScreenshots(MainMenu& menu, const QString& dir) {
       n += Save(results, dir, "reaction-results");
       results->close();
     }
+  }
+  menu.StartWater();
+  if (auto* w = Newest<water::window::WaterWindow>(menu)) {
+    w->TextT->setText("250");
+    w->TextP->setText("20");
+    w->Calculate();
+    n += Save(w, dir, "water");
   }
   menu.ShowSettings();
   if (auto* form = Newest<ZYL_INI>(menu)) n += Save(form, dir, "settings");
