@@ -1,0 +1,245 @@
+#include "thermo/db_maintenance.h"
+
+#include <cctype>
+#include <cmath>
+#include <fmt/format.h>
+#include <map>
+
+#include "thermo/db_tools.h"
+
+namespace zyl::thermo {
+
+std::vector<RangeIssue> ValidateSpecies(const std::vector<SpeciesRecord>& ranges) {
+  std::vector<RangeIssue> out;
+  if (ranges.empty()) {
+    out.push_back({true, 0, "No ranges to save."});
+    return out;
+  }
+  const std::string& formula = ranges.front().formula;
+  if (formula.empty()) out.push_back({true, 0, "The formula is empty."});
+  if (formula.size() > static_cast<size_t>(kFormulaWidth))
+    out.push_back({true, 0, fmt::format("The formula is longer than {} characters.", kFormulaWidth)});
+  for (size_t k = 0; k < ranges.size(); ++k) {
+    const SpeciesRecord& r = ranges[k];
+    const int n = static_cast<int>(k) + 1;
+    if (r.formula != formula) out.push_back({true, n, "All ranges of a species must have the same formula."});
+    if (!std::isfinite(r.t1) || !std::isfinite(r.t2) || !(r.t1 > 0))
+      out.push_back({true, n, fmt::format("Range {}: T1 and T2 must be temperatures above 0 K.", n)});
+    else if (!(r.t2 > r.t1))
+      out.push_back({true, n, fmt::format("{}{} ({} K, {} K): {}", kMsgT1GtT2, n, r.t1, r.t2, kMsgT2Bigger)});
+    for (float v : {r.h, r.s, r.a, r.b, r.c, r.d})
+      if (!std::isfinite(v)) {
+        out.push_back({true, n, fmt::format("Range {}: H, S and A to D must be numbers.", n)});
+        break;
+      }
+    if (k == 0) continue;
+    const SpeciesRecord& p = ranges[k - 1];
+    if (p.t2 != r.t1)
+      out.push_back({true, n, fmt::format("{}{} ({} K){}{} ({} K)", kMsgT2AtRange, n - 1, p.t2, kMsgNeT1AtRange, n, r.t1)});
+    if (p.phase == r.phase && (std::fabs(r.h) > kJumpTolerance || std::fabs(r.s) > kJumpTolerance))
+      out.push_back({false, n,
+                     fmt::format("Range {}: H and S jump at {} K ({} kcal/mol, {} cal/(mol K)) but the phase stays \"{}\".",
+                                 n, r.t1, r.h, r.s, r.phase)});
+  }
+  return out;
+}
+
+bool HasErrors(const std::vector<RangeIssue>& issues) {
+  for (const auto& i : issues)
+    if (i.error) return true;
+  return false;
+}
+
+std::vector<SpeciesRecord> ReadSpeciesRanges(const SpeciesDb& db, int first, int last) {
+  std::vector<SpeciesRecord> out;
+  for (int rec = first; rec <= last && first > 0; ++rec)
+    if (auto r = ReadSpeciesRecord(db, rec)) out.push_back(std::move(*r));
+  return out;
+}
+
+std::vector<SpeciesSummary> SummariseSpecies(const SpeciesDb& db) {
+  std::vector<SpeciesSummary> out;
+  for (const SpeciesSpan& span : ListSpecies(db)) {
+    SpeciesSummary s;
+    s.formula = span.formula;
+    s.first = span.first;
+    s.last = span.last;
+    for (int rec = span.first; rec <= span.last; ++rec) {
+      auto r = ReadSpeciesRecord(db, rec);
+      if (!r) continue;
+      if (rec == span.first) {
+        s.chemical_name = r->chemical_name;
+        s.references = r->references;
+        s.reliability = r->reliability_class;
+        s.t_min = r->t1;
+      }
+      s.t_max = r->t2;
+      std::string ph = r->phase.empty() ? "?" : r->phase;
+      bool seen = false;
+      for (size_t pos = 0; pos < s.phases.size();) {
+        size_t end = s.phases.find(',', pos);
+        if (end == std::string::npos) end = s.phases.size();
+        seen |= s.phases.compare(pos, end - pos, ph) == 0;
+        pos = end + 1;
+      }
+      if (!seen) s.phases += (s.phases.empty() ? "" : ",") + ph;
+    }
+    out.push_back(std::move(s));
+  }
+  return out;
+}
+
+namespace {
+std::string Lower(std::string_view s) {
+  std::string out(s);
+  for (char& ch : out) ch = static_cast<char>(std::tolower(static_cast<unsigned char>(ch)));
+  return out;
+}
+}  // namespace
+
+std::vector<std::string> SpeciesSearchKeys(const std::vector<SpeciesSummary>& list) {
+  std::vector<std::string> keys;
+  keys.reserve(list.size());
+  for (const auto& s : list) keys.push_back(Lower(s.formula + '\n' + s.chemical_name + '\n' + s.phases + '\n' + s.references));
+  return keys;
+}
+
+std::vector<int> FilterSpecies(const std::vector<std::string>& keys, std::string_view query) {
+  std::vector<std::string> words;
+  const std::string q = Lower(query);
+  for (size_t pos = 0; pos < q.size();) {
+    size_t end = q.find_first_of(" \t", pos);
+    if (end == std::string::npos) end = q.size();
+    if (end > pos) words.push_back(q.substr(pos, end - pos));
+    pos = end + 1;
+  }
+  std::vector<int> out;
+  out.reserve(keys.size());
+  for (size_t i = 0; i < keys.size(); ++i) {
+    bool all = true;
+    for (const auto& w : words)
+      if (keys[i].find(w) == std::string::npos) {
+        all = false;
+        break;
+      }
+    if (all) out.push_back(static_cast<int>(i));
+  }
+  return out;
+}
+
+MergeResult MergeSpecies(const std::vector<SpeciesRecord>& own, const std::vector<SpeciesRecord>& incoming,
+                         const std::function<ClashChoice(const std::string& formula)>& choose) {
+  // Species as runs of records with the same formula, in file order.
+  auto group = [](const std::vector<SpeciesRecord>& recs) {
+    std::vector<std::pair<std::string, std::vector<SpeciesRecord>>> out;
+    for (const auto& r : recs) {
+      if (r.formula.empty()) continue;
+      if (out.empty() || out.back().first != r.formula) out.push_back({r.formula, {}});
+      out.back().second.push_back(r);
+    }
+    return out;
+  };
+  auto mine = group(own);
+  std::map<std::string, size_t> index;
+  for (size_t i = 0; i < mine.size(); ++i) index.emplace(mine[i].first, i);
+  MergeResult res;
+  for (auto& [formula, ranges] : group(incoming)) {
+    auto it = index.find(formula);
+    if (it == index.end()) {
+      index.emplace(formula, mine.size());
+      mine.push_back({formula, std::move(ranges)});
+      ++res.added;
+    } else if (choose(formula) == ClashChoice::TakeIncoming) {
+      mine[it->second].second = std::move(ranges);
+      ++res.replaced;
+    } else {
+      ++res.kept;
+    }
+  }
+  for (auto& [formula, ranges] : mine)
+    for (auto& r : ranges) res.records.push_back(std::move(r));
+  return res;
+}
+
+std::string FormatSpeciesCsv(const std::vector<SpeciesRecord>& records) {
+  const std::string text = FormatSpeciesText(records);
+  std::string out;
+  size_t pos = 0;
+  while (pos < text.size()) {
+    size_t end = text.find('\n', pos);
+    if (end == std::string::npos) end = text.size();
+    std::string_view line(text.data() + pos, end - pos);
+    pos = end + 1;
+    if (line.empty() || line.front() == '#') continue;
+    size_t f = 0;
+    bool first = true;
+    for (;;) {
+      size_t tab = line.find('\t', f);
+      std::string_view cell = line.substr(f, tab == std::string_view::npos ? std::string_view::npos : tab - f);
+      if (!first) out += ',';
+      first = false;
+      out += '"';
+      for (char ch : cell) {
+        if (ch == '"') out += '"';
+        out += ch;
+      }
+      out += '"';
+      if (tab == std::string_view::npos) break;
+      f = tab + 1;
+    }
+    out += "\r\n";
+  }
+  return out;
+}
+
+std::optional<std::vector<SpeciesRecord>> ParseSpeciesCsv(std::string_view text, std::string* error) {
+  // RFC 4180 records turned into the tab-separated text form (its escapes keep tabs and line ends
+  // out of the fields), then read by the text parser.
+  std::string tsv;
+  size_t i = 0;
+  int line = 1;
+  while (i < text.size()) {
+    bool in_quotes = false;
+    std::string row;
+    for (; i < text.size(); ++i) {
+      char ch = text[i];
+      if (in_quotes) {
+        if (ch == '"') {
+          if (i + 1 < text.size() && text[i + 1] == '"') {
+            row += '"';
+            ++i;
+          } else {
+            in_quotes = false;
+          }
+        } else if (ch == '\n' || ch == '\t') {
+          if (error) *error = fmt::format("Line {}: a line end or tab inside a quoted field", line);
+          return std::nullopt;
+        } else {
+          row += ch;
+        }
+      } else if (ch == '"') {
+        in_quotes = true;
+      } else if (ch == ',') {
+        row += '\t';
+      } else if (ch == '\n') {
+        ++i;
+        break;
+      } else if (ch == '\t') {
+        if (error) *error = fmt::format("Line {}: a tab outside a quoted field", line);
+        return std::nullopt;
+      } else if (ch != '\r') {
+        row += ch;
+      }
+    }
+    if (in_quotes) {
+      if (error) *error = fmt::format("Line {}: a quoted field is not closed", line);
+      return std::nullopt;
+    }
+    tsv += row;
+    tsv += '\n';
+    ++line;
+  }
+  return ParseSpeciesText(tsv, error);
+}
+
+}  // namespace zyl::thermo
