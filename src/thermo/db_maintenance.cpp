@@ -100,28 +100,43 @@ std::string Lower(std::string_view s) {
 std::vector<std::string> SpeciesSearchKeys(const std::vector<SpeciesSummary>& list) {
   std::vector<std::string> keys;
   keys.reserve(list.size());
-  for (const auto& s : list) keys.push_back(Lower(s.formula + '\n' + s.chemical_name + '\n' + s.phases + '\n' + s.references));
+  for (const auto& s : list)
+    keys.push_back(s.formula + '\n' + Lower(s.formula + '\n' + s.chemical_name + '\n' + s.phases + '\n' + s.references));
   return keys;
 }
 
 std::vector<int> FilterSpecies(const std::vector<std::string>& keys, std::string_view query) {
-  std::vector<std::string> words;
-  const std::string q = Lower(query);
+  // A word that looks like a formula (capital first letter, or a digit or bracket in it) is looked
+  // for in the formula as written; any other word anywhere, ignoring case.
+  struct Word {
+    std::string text;
+    bool formula;
+  };
+  std::vector<Word> words;
+  const std::string q(query);
   for (size_t pos = 0; pos < q.size();) {
     size_t end = q.find_first_of(" \t", pos);
     if (end == std::string::npos) end = q.size();
-    if (end > pos) words.push_back(q.substr(pos, end - pos));
+    if (end > pos) {
+      std::string w = q.substr(pos, end - pos);
+      bool formula = std::isupper(static_cast<unsigned char>(w[0])) || w.find_first_of("0123456789()+-") != std::string::npos;
+      words.push_back({formula ? w : Lower(w), formula});
+    }
     pos = end + 1;
   }
   std::vector<int> out;
   out.reserve(keys.size());
   for (size_t i = 0; i < keys.size(); ++i) {
+    const std::string& k = keys[i];
+    const size_t split = k.find('\n');
     bool all = true;
-    for (const auto& w : words)
-      if (keys[i].find(w) == std::string::npos) {
+    for (const auto& w : words) {
+      size_t at = k.find(w.text, w.formula ? 0 : split + 1);
+      if (at == std::string::npos || (w.formula && at >= split)) {
         all = false;
         break;
       }
+    }
     if (all) out.push_back(static_cast<int>(i));
   }
   return out;

@@ -43,9 +43,11 @@ struct SpeciesSummary {
 };
 std::vector<SpeciesSummary> SummariseSpecies(const SpeciesDb& db);
 
-/// Lower-case search text of each summary (formula, chemical name, phases, references), made once.
+/// Search text of each summary (the formula as written, then formula, chemical name, phases and
+/// references in lower case), made once per list.
 std::vector<std::string> SpeciesSearchKeys(const std::vector<SpeciesSummary>& list);
-/// Indices of the species whose key contains every blank-separated word of `query` (case-insensitive).
+/// Indices of the species that contain every blank-separated word of `query`: a word that looks like
+/// a formula ("Fe", "SO4", "(l)") in the formula as written, any other word anywhere, ignoring case.
 std::vector<int> FilterSpecies(const std::vector<std::string>& keys, std::string_view query);
 
 /// The ranges of one species (records first..last).

@@ -107,6 +107,7 @@ TEST(DbMaintenance, SummaryAndFilter) {
                                      Range("Cu", 298.15f, 1358, "s", 0, 7.9f, 5.4f)};
   recs[3].chemical_name = "Iron(II) oxide";
   recs[3].references = "JANAF";
+  recs[4].references = "Dorofeeva";
   recs[3].reliability_class = 2;
   ASSERT_TRUE(WriteSpeciesDatabase(path, recs));
   auto db = OpenSpeciesDb(path);
@@ -128,9 +129,14 @@ TEST(DbMaintenance, SummaryAndFilter) {
     return out;
   };
   EXPECT_EQ(names("").size(), 3u);
-  EXPECT_EQ(names("iron OXIDE"), std::vector<std::string>{"FeO"});
+  EXPECT_EQ(names("iron oxide"), std::vector<std::string>{"FeO"});
   EXPECT_EQ(names("janaf"), std::vector<std::string>{"FeO"});
   EXPECT_EQ(names("zz").size(), 0u);
+  // "Fe" is a formula word: it does not match "fe" inside a reference or name.
+  EXPECT_EQ(names("Fe"), (std::vector<std::string>{"Fe", "FeO"}));
+  EXPECT_EQ(names("fe").size(), 3u);  // and Cu by its reference
+  EXPECT_EQ(names("O"), std::vector<std::string>{"FeO"});
+  EXPECT_EQ(names("FeO oxide"), std::vector<std::string>{"FeO"});
 }
 
 }  // namespace

@@ -19,6 +19,7 @@
 #include <QVBoxLayout>
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <fmt/format.h>
 
@@ -62,6 +63,12 @@ static_assert(std::size(kElementNames) == kElementCount);
 
 QString Num(double v) { return ToQ(platform::ShortestNumber(v)); }
 QString Short(double v, int digits = 6) { return QString::number(v, 'g', digits); }
+/// Shortest text that reads back as the same single-precision value ("298.15", not "298.149994").
+QString FloatText(float v) {
+  char buf[32];
+  auto res = std::to_chars(buf, buf + sizeof buf, v);
+  return QString::fromLatin1(buf, static_cast<int>(res.ptr - buf));
+}
 
 QTableWidgetItem* Cell(const QString& text, bool editable = false) {
   auto* item = new QTableWidgetItem(text);
@@ -530,7 +537,7 @@ void DataBase::FillGrid(const std::vector<SpeciesRecord>& ranges) {
   for (int r = 0; r < static_cast<int>(ranges.size()); ++r) {
     const SpeciesRecord& rec = ranges[static_cast<size_t>(r)];
     auto num = [&](int col, float v, double scale) {
-      QString text = Short(static_cast<double>(v) * scale, scale == 1.0 ? 9 : 7);
+      QString text = scale == 1.0 ? FloatText(v) : Short(static_cast<double>(v) * scale, 7);
       auto* item = Cell(text, editable);
       item->setData(kValueRole, static_cast<double>(v));
       item->setData(kTextRole, text);
