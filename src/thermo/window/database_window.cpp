@@ -12,6 +12,7 @@
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QRegularExpression>
+#include <QShortcut>
 #include <QSplitter>
 #include <QTabWidget>
 #include <QTableView>
@@ -26,6 +27,7 @@
 #include "platform/files.h"
 #include "platform/text.h"
 #include "platform/window/dialogs.h"
+#include "platform/window/help.h"
 #include "platform/window/qt_messages.h"
 #include "platform/window/xy_plot.h"
 #include "thermo/db_tools.h"
@@ -181,6 +183,7 @@ DataBase::DataBase(QWidget* parent) : QWidget(parent) {
   auto* lay = new QVBoxLayout(this);
   lay->addWidget(tabs_);
   resize(1200, 760);
+  new QShortcut(QKeySequence::HelpContents, this, [] { platform::window::ShowHelpChapter("26 Database Window"); });
   ReloadList();
 }
 
@@ -800,7 +803,8 @@ void DataBase::ShowFit() {
   for (int r = 0; r < static_cast<int>(fit_.ranges.size()); ++r) {
     const CpFitRange& x = fit_.ranges[static_cast<size_t>(r)];
     const double vals[] = {x.t1, x.t2, 0, x.h, x.s, x.a, x.b, x.c, x.d};
-    for (int c = 0; c < 9; ++c) fit_ranges_->setItem(r, c, Cell(c == 2 ? ToQ(x.phase) : Num(vals[c])));
+    for (int c = 0; c < 9; ++c)
+      fit_ranges_->setItem(r, c, Cell(c == 2 ? ToQ(x.phase) : FloatText(static_cast<float>(vals[c]))));
   }
   fit_ranges_->resizeColumnsToContents();
   // Residual table in the table's own units.
