@@ -32,6 +32,7 @@
 #include "platform/window/xy_plot.h"
 #include "thermo/db_tools.h"
 #include "thermo/elements.h"
+#include "thermo/formula.h"
 #include "thermo/lookup.h"
 
 namespace zyl::thermo::window {
@@ -179,6 +180,7 @@ DataBase::DataBase(QWidget* parent) : QWidget(parent) {
   tabs_->addTab(BuildSpeciesPage(), QStringLiteral("Species"));
   tabs_->addTab(BuildFitPage(), QStringLiteral("Cp fitting"));
   tabs_->addTab(BuildMaintenancePage(), QStringLiteral("Maintenance"));
+  tabs_->addTab(BuildReferencesPage(), QStringLiteral("References"));
   tabs_->addTab(BuildElementsPage(), QStringLiteral("Elements"));
   auto* lay = new QVBoxLayout(this);
   lay->addWidget(tabs_);
@@ -238,6 +240,7 @@ QWidget* DataBase::BuildSpeciesPage() {
   but_delete_ = Button(QStringLiteral("Delete species"), "ButDelete", page);
   but_add_range_ = Button(QStringLiteral("Add range"), "ButAddRange", page);
   but_delete_range_ = Button(QStringLiteral("Delete range"), "ButDeleteRange", page);
+  auto* but_new = Button(QStringLiteral("New species..."), "ButNew", page);
 
   auto* right = new QWidget(page);
   auto* rl = new QVBoxLayout(right);
@@ -246,7 +249,7 @@ QWidget* DataBase::BuildSpeciesPage() {
   bar->addWidget(new QLabel(QStringLiteral("Energy unit:"), page));
   bar->addWidget(units_);
   bar->addStretch(1);
-  for (QPushButton* b : {but_add_range_, but_delete_range_, but_save_, but_copy_, but_delete_}) bar->addWidget(b);
+  for (QPushButton* b : {but_new, but_add_range_, but_delete_range_, but_save_, but_copy_, but_delete_}) bar->addWidget(b);
   rl->addLayout(bar);
   rl->addWidget(ro_note_);
   auto* split_v = new QSplitter(Qt::Vertical, right);
@@ -288,6 +291,12 @@ QWidget* DataBase::BuildSpeciesPage() {
   connect(but_copy_, &QPushButton::clicked, this, [this] { CopyToOwn(); });
   connect(but_delete_, &QPushButton::clicked, this, [this] { DeleteSelected(); });
   connect(but_add_range_, &QPushButton::clicked, this, [this] { AddRange(); });
+  connect(but_new, &QPushButton::clicked, this, [this] {
+    std::string name;
+    if (AppMessages().AskText("Formula of the new species (as the lookup will find it, e.g. CaTiO3 or Fe(+3a)):",
+                              platform::kDefaultTitle, name))
+      NewSpecies(ToQ(platform::Trim(name)));
+  });
   connect(but_delete_range_, &QPushButton::clicked, this, [this] { DeleteRange(); });
   return page;
 }
@@ -434,6 +443,87 @@ QWidget* DataBase::BuildMaintenancePage() {
     if (!path.isEmpty()) ImportFrom(path);
   });
   return page;
+}
+
+QWidget* DataBase::BuildReferencesPage() {
+  auto* page = new QWidget(this);
+  refs_ = new QTableWidget(0, 4, page);
+  refs_->setObjectName(QStringLiteral("F1Refs"));
+  refs_->setHorizontalHeaderLabels({"Formula", "References", "Chemical Name", "Reliability Class"});
+  refs_->verticalHeader()->setVisible(false);
+  refs_->horizontalHeader()->setStretchLastSection(true);
+  but_save_refs_ = Button(QStringLiteral("Save references to OwnDB"), "ButSaveRefs", page);
+  auto* note = new QLabel(QStringLiteral("The reference codes, chemical name and reliability class of every species of "
+                                         "the database shown on the Species page; editable for the own database "
+                                         "(a change applies to all ranges of the species)."),
+                          page);
+  note->setWordWrap(true);
+  auto* lay = new QVBoxLayout(page);
+  lay->addWidget(note);
+  lay->addWidget(refs_, 1);
+  lay->addWidget(but_save_refs_, 0, Qt::AlignRight);
+  connect(but_save_refs_, &QPushButton::clicked, this, [this] { SaveReferences(); });
+  connect(tabs_, &QTabWidget::currentChanged, this, [this, page](int) {
+    if (tabs_->currentWidget() == page) FillReferences();
+  });
+  return page;
+}
+
+void DataBase::FillReferences() {
+  const bool own = Shown() == Which::Own;
+  SpeciesDb* db = Db(Shown());
+  std::vector<SpeciesSummary> list = db ? SummariseSpecies(*db) : std::vector<SpeciesSummary>{};
+  refs_->setRowCount(static_cast<int>(list.size()));
+  for (int r = 0; r < static_cast<int>(list.size()); ++r) {
+    const SpeciesSummary& s = list[static_cast<size_t>(r)];
+    refs_->setItem(r, 0, Cell(ToQ(s.formula)));
+    refs_->setItem(r, 1, Cell(ToQ(s.references), own));
+    refs_->setItem(r, 2, Cell(ToQ(s.chemical_name), own));
+    refs_->setItem(r, 3, Cell(QString::number(s.reliability), own));
+    for (int c = 1; c < 4; ++c) refs_->item(r, c)->setData(kTextRole, refs_->item(r, c)->text());
+  }
+  refs_->resizeColumnsToContents();
+  but_save_refs_->setEnabled(own);
+}
+
+int DataBase::SaveReferences() {
+  platform::Messages& msgs = AppMessages();
+  SpeciesDb* own = Db(Which::Own);
+  if (!own || Shown() != Which::Own) return 0;
+  auto all = ReadAllSpeciesRecords(*own);
+  if (!all) return 0;
+  std::vector<SpeciesRecord> changed;
+  for (int r = 0; r < refs_->rowCount(); ++r) {
+    bool edited = false;
+    for (int c = 1; c < 4; ++c) edited |= refs_->item(r, c)->text() != refs_->item(r, c)->data(kTextRole).toString();
+    if (!edited) continue;
+    bool ok = false;
+    const int cls = refs_->item(r, 3)->text().trimmed().toInt(&ok);
+    if (!ok || cls < -32768 || cls > 32767) {
+      msgs.Error(fmt::format("{}: the reliability class must be a whole number", FromQ(refs_->item(r, 0)->text())));
+      return 0;
+    }
+    const std::string formula = FromQ(refs_->item(r, 0)->text());
+    for (const SpeciesRecord& rec : *all)
+      if (rec.formula == formula) {
+        SpeciesRecord x = rec;
+        x.references = FromQ(refs_->item(r, 1)->text().trimmed());
+        x.chemical_name = FromQ(refs_->item(r, 2)->text().trimmed());
+        x.reliability_class = static_cast<int16_t>(cls);
+        changed.push_back(std::move(x));
+      }
+  }
+  if (changed.empty()) return 0;
+  int species = 0;
+  for (size_t i = 0; i < changed.size(); ++i) species += i == 0 || changed[i].formula != changed[i - 1].formula;
+  auto res = ImportSpecies(*own, DbRole::Own, std::move(changed), false, msgs);
+  if (!res.ok) {
+    msgs.Error(res.message);
+    return 0;
+  }
+  FillReferences();
+  ReloadList();
+  return species;
 }
 
 QWidget* DataBase::BuildElementsPage() {
@@ -762,6 +852,35 @@ void DataBase::DeleteRange() {
   if (row < static_cast<int>(original_.size())) original_.erase(original_.begin() + row);
   FillGrid(*recs);
   UpdateButtons();
+}
+
+bool DataBase::NewSpecies(const QString& formula) {
+  platform::Messages& msgs = AppMessages();
+  SpeciesDb* own = Db(Which::Own);
+  if (!own || formula.isEmpty()) return false;
+  const std::string f = FromQ(formula);
+  if (f.size() > static_cast<size_t>(kFormulaWidth)) {
+    msgs.Error(fmt::format("The formula is longer than {} characters.", kFormulaWidth));
+    return false;
+  }
+  if (FindSpeciesSpan(*own, f).first) {
+    msgs.Error("Species already in the database: " + f);
+    return false;
+  }
+  ShowDatabase(Which::Own);
+  list_->clearSelection();
+  SpeciesRecord r;
+  r.formula = f;
+  r.t1 = static_cast<float>(kT0);
+  r.t2 = 1000.0f;
+  r.phase.assign(1, 's');  // assign, not = "s": GCC 12 warns falsely (-Wrestrict) on the literal here
+  const double mw = MolarMass(f);
+  if (mw > 0) r.mw = static_cast<float>(mw);
+  formula_ = formula;
+  original_ = {r};
+  FillGrid(original_);
+  UpdateButtons();
+  return true;
 }
 
 // ---------------------------------------------------------------- fitting

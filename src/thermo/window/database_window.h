@@ -86,6 +86,10 @@ class DataBase : public QWidget {
   bool ExportTo(const QString& path);  ///< TXT or CSV by the extension
   bool ImportFrom(const QString& path);
   bool SortOwn();
+  /// Starts a new species of one range in the grid (saved by SaveSpeciesToOwn); false when cancelled.
+  bool NewSpecies(const QString& formula);
+  void FillReferences();      ///< the references page from the shown database
+  int SaveReferences();       ///< writes changed references of the own database; returns species changed
 
   QTabWidget* Tabs() const { return tabs_; }
   QLineEdit* Search() const { return search_; }
@@ -101,6 +105,7 @@ class DataBase : public QWidget {
   QLabel* FitSummary() const { return fit_summary_; }
   QListWidget* Findings() const { return findings_; }
   QTableWidget* ElementsGrid() const { return elements_; }
+  QTableWidget* ReferencesGrid() const { return refs_; }
   const CpFitResult& LastFit() const { return fit_; }
 
  private:
@@ -108,6 +113,7 @@ class DataBase : public QWidget {
   QWidget* BuildFitPage();
   QWidget* BuildMaintenancePage();
   QWidget* BuildElementsPage();
+  QWidget* BuildReferencesPage();
   SpeciesDb* Db(Which which) const;
   void ReloadList();
   void ShowSelected();
@@ -149,6 +155,8 @@ class DataBase : public QWidget {
 
   QListWidget* findings_ = nullptr;
   QTableWidget* elements_ = nullptr;
+  QTableWidget* refs_ = nullptr;
+  QPushButton* but_save_refs_ = nullptr;
 
   QString formula_;                     ///< selected species
   std::vector<SpeciesRecord> original_;  ///< its records as read (fields the grid does not show)

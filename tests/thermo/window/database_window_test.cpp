@@ -276,6 +276,43 @@ TEST_F(DatabaseWindow, MergeCheckExportAndImport) {
   EXPECT_EQ(w_->SelectedFormula(), "ZnO");
 }
 
+TEST_F(DatabaseWindow, NewSpeciesAndReferenceEdits) {
+  EXPECT_FALSE(w_->NewSpecies("Fe2O3"));
+  EXPECT_EQ(messages_.Last(), "Species already in the database: Fe2O3");
+  ASSERT_TRUE(w_->NewSpecies("ZnS"));
+  EXPECT_EQ(w_->RangesGrid()->rowCount(), 1);
+  SetCell(0, 3, "-49.2");
+  SetCell(0, 4, "13.8");
+  SetCell(0, 5, "12.2");
+  ASSERT_TRUE(w_->SaveSpeciesToOwn()) << messages_.Last();
+  auto zns = OwnRanges("ZnS");
+  ASSERT_EQ(zns.size(), 1u);
+  EXPECT_FLOAT_EQ(zns[0].h, -49.2f);
+  EXPECT_NEAR(zns[0].mw, 97.44, 0.01);  // IUPAC 2021 abridged: Zn 65.38 + S 32.06
+  EXPECT_EQ(w_->SelectedFormula(), "ZnS");
+
+  // References: edited for every range of the species; the main database's are read-only.
+  w_->FillReferences();
+  auto* refs = w_->ReferencesGrid();
+  int row = -1;
+  for (int r = 0; r < refs->rowCount(); ++r)
+    if (refs->item(r, 0)->text() == "Fe2O3") row = r;
+  ASSERT_GE(row, 0);
+  refs->item(row, 1)->setText("Robie 1995");
+  refs->item(row, 3)->setText("x");
+  EXPECT_EQ(w_->SaveReferences(), 0);
+  EXPECT_EQ(messages_.Last(), "Fe2O3: the reliability class must be a whole number");
+  refs->item(row, 3)->setText("2");
+  EXPECT_EQ(w_->SaveReferences(), 1);
+  for (const auto& r : OwnRanges("Fe2O3")) {
+    EXPECT_EQ(r.references, "Robie 1995");
+    EXPECT_EQ(r.reliability_class, 2);
+  }
+  w_->ShowDatabase(DataBase::Which::Main);
+  w_->FillReferences();
+  EXPECT_FALSE(refs->item(0, 1)->flags() & Qt::ItemIsEditable);
+}
+
 TEST_F(DatabaseWindow, ElementTableShowsWeightsAndNames) {
   auto* t = w_->ElementsGrid();
   ASSERT_EQ(t->rowCount(), 102);
