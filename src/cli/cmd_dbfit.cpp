@@ -1,4 +1,4 @@
-// zyl db fit: a table of T with Cp, H - H298, S or G fitted to database ranges.
+// zyl db fit: a table of T with Cp, H - H298, S or G fitted to database ranges; zyl db convert.
 
 #include <CLI/CLI.hpp>
 #include <cmath>
@@ -10,6 +10,7 @@
 #include "platform/messages.h"
 #include "platform/text.h"
 #include "thermo/cp_table_fit.h"
+#include "thermo/db_maintenance.h"
 #include "thermo/db_tools.h"
 #include "thermo/lookup.h"
 
@@ -143,6 +144,32 @@ int RunDbFit(const DbFitOptions& o) {
   return 0;
 }
 
+struct DbConvertOptions {
+  std::string in, out;
+  bool json = false;
+};
+
+int RunDbConvert(const DbConvertOptions& o) {
+  const fs::path src = o.in, dst = o.out;
+  const thermo::DbFormat format = thermo::CheckDbFormat(src);
+  if (format == thermo::DbFormat::Current)
+    return Fail(fmt::format("{}\nThis file is in the current format already.", src.string()));
+  if (format == thermo::DbFormat::Unknown) return Fail(thermo::DbFormatMessage(src, format));
+  std::error_code ec;
+  if (fs::exists(dst, ec)) return Fail(fmt::format("{} exists already: choose a new file name", dst.string()));
+  std::string error;
+  auto bytes = platform::ReadFile(src, &error);
+  if (!bytes) return Fail(fmt::format("{} {}\n{}", thermo::kMsgCanNotOpen, src.string(), error));
+  auto recs = thermo::DecodeOldDatabase(*bytes, &error);
+  if (!recs) return Fail(fmt::format("{}\n{}", src.string(), error));
+  const size_t n = recs->size();
+  if (!thermo::WriteSpeciesDatabase(dst, std::move(*recs), &error))
+    return Fail(fmt::format("Can not save: {}\n{}", dst.string(), error));
+  if (o.json) PrintJson({{"in", src.string()}, {"out", dst.string()}, {"records", n}});
+  else fmt::print("{}: {} records converted to {}\n", src.string(), n, dst.string());
+  return 0;
+}
+
 CLI::App* DbGroup(CLI::App& app) {
   for (CLI::App* sub : app.get_subcommands([](CLI::App*) { return true; }))
     if (sub->get_name() == "db") return sub;
@@ -171,6 +198,13 @@ void RegisterDbFit(CLI::App& app) {
                 "points, max_cp_error}], max_cp_error (%), max_h_error, max_s_error, max_g_error (table units), units, "
                 "points: [{T, range, Cp|H-H298|S|G: [given, fitted, residual]}], notes, added}");
   cmd->callback([o] { RunDbFit(*o); });
+
+  auto c = std::make_shared<DbConvertOptions>();
+  auto* conv = DbGroup(app)->add_subcommand("convert", "Convert a ZYL 2.0 file (110-byte records) into a new database file");
+  conv->add_option("file", c->in, "The old file")->required();
+  conv->add_option("--out", c->out, "New database file to write (must not exist)")->required();
+  conv->add_flag("--json", c->json, "Print JSON: {in, out, records}");
+  conv->callback([c] { RunDbConvert(*c); });
 }
 
 }  // namespace zyl::cli

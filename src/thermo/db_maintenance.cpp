@@ -1,6 +1,8 @@
 #include "thermo/db_maintenance.h"
 
+#include <algorithm>
 #include <cctype>
+#include <cstring>
 #include <cmath>
 #include <fmt/format.h>
 #include <map>
@@ -174,6 +176,67 @@ MergeResult MergeSpecies(const std::vector<SpeciesRecord>& own, const std::vecto
   for (auto& [formula, ranges] : mine)
     for (auto& r : ranges) res.records.push_back(std::move(r));
   return res;
+}
+
+namespace {
+constexpr float kOldMaxT = 100000.0f;  // K; beyond this a "temperature" is garbage
+
+float OldSingle(std::string_view rec, size_t at) {
+  uint32_t bits = 0;
+  for (size_t i = 0; i < 4; ++i) bits |= static_cast<uint32_t>(static_cast<unsigned char>(rec[at + i])) << (8 * i);
+  float v;
+  std::memcpy(&v, &bits, sizeof v);
+  return v;
+}
+
+bool OldText(std::string_view rec, size_t at, size_t width, std::string* out) {
+  std::string_view f = rec.substr(at, width);
+  for (char ch : f) {
+    auto u = static_cast<unsigned char>(ch);
+    if (u < 0x20 && u != 0) return false;
+  }
+  std::string t(f);
+  std::replace(t.begin(), t.end(), '\0', ' ');
+  *out = std::string(TrimField(t));
+  return true;
+}
+}  // namespace
+
+std::optional<std::vector<SpeciesRecord>> DecodeOldDatabase(std::string_view bytes, std::string* error) {
+  auto fail = [&](std::string msg) -> std::optional<std::vector<SpeciesRecord>> {
+    if (error) *error = std::move(msg);
+    return std::nullopt;
+  };
+  if (bytes.size() % kOldRecordSize != 0)
+    return fail(fmt::format("{} bytes are not a whole number of {}-byte records", bytes.size(), kOldRecordSize));
+  std::vector<SpeciesRecord> out;
+  const size_t n = bytes.size() / kOldRecordSize;
+  for (size_t i = 0; i < n; ++i) {
+    std::string_view rec = bytes.substr(i * kOldRecordSize, kOldRecordSize);
+    SpeciesRecord r;
+    const int no = static_cast<int>(i) + 1;
+    if (!OldText(rec, 0, 24, &r.formula) || !OldText(rec, 24, 2, &r.phase) || !OldText(rec, 74, 36, &r.references))
+      return fail(fmt::format("Record {}: its text fields hold control characters; this is not a ZYL 2.0 file", no));
+    if (r.formula.empty()) continue;
+    r.t1 = OldSingle(rec, 26);
+    r.t2 = OldSingle(rec, 30);
+    r.h = OldSingle(rec, 34);
+    r.s = OldSingle(rec, 38);
+    r.a = OldSingle(rec, 42);
+    r.b = OldSingle(rec, 46);
+    r.c = OldSingle(rec, 50);
+    r.d = OldSingle(rec, 54);
+    r.mw = OldSingle(rec, 58);
+    r.density = OldSingle(rec, 62);
+    r.melting_point = OldSingle(rec, 66);
+    r.boiling_point = OldSingle(rec, 70);
+    if (!(r.t1 > 0 && r.t1 < r.t2 && r.t2 <= kOldMaxT))
+      return fail(fmt::format("Record {} ({}): T1 = {} K and T2 = {} K are not a temperature range", no, r.formula, r.t1, r.t2));
+    for (float v : {r.h, r.s, r.a, r.b, r.c, r.d, r.mw, r.density, r.melting_point, r.boiling_point})
+      if (!std::isfinite(v)) return fail(fmt::format("Record {} ({}): a number field is not a number", no, r.formula));
+    out.push_back(std::move(r));
+  }
+  return out;
 }
 
 std::string FormatSpeciesCsv(const std::vector<SpeciesRecord>& records) {

@@ -67,6 +67,17 @@ struct MergeResult {
 MergeResult MergeSpecies(const std::vector<SpeciesRecord>& own, const std::vector<SpeciesRecord>& incoming,
                          const std::function<ClashChoice(const std::string& formula)>& choose);
 
+/// Records of the previous generation's files ("ZYL 2.0 DATABASE"): 110 bytes each, little-endian,
+/// packed, no header:
+///   Formula text 24 @0, Phase text 2 @24, then singles T1 @26, T2 @30, H (kcal/mol) @34, S @38,
+///   A @42, B @46, C @50, D @54, MW @58, Density @62, Melting Point @66, Boiling Point @70,
+///   References text 36 @74.
+/// Fields the old record lacks (names, CAS number, colour, solubility, class) are left empty or 0.
+/// Converts a whole old file's bytes; blank records are skipped. nullopt with the reason in *error
+/// when the length is not a whole number of records or a record does not read as one (text that is
+/// not printable, a T1 or T2 outside 0..100000 K or T1 >= T2, a coefficient that is not a number).
+std::optional<std::vector<SpeciesRecord>> DecodeOldDatabase(std::string_view bytes, std::string* error = nullptr);
+
 /// CSV form of the text format (header line of field names, every field quoted).
 std::string FormatSpeciesCsv(const std::vector<SpeciesRecord>& records);
 /// nullopt with "Line N: ..." in *error on the first bad line.

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <random>
 
 #include "thermo/db_tools.h"
@@ -95,6 +96,59 @@ TEST(DbMaintenance, RandomAndTruncatedCsvSurvives) {
     std::string err;
     if (!ParseSpeciesCsv(text, &err)) {
       EXPECT_FALSE(err.empty());
+    }
+  }
+}
+
+// The old 110-byte record written field by field here, independently of the reader.
+std::string OldRecord(const std::string& formula, const std::string& phase, std::vector<float> nums, const std::string& refs) {
+  std::string rec;
+  auto text = [&](const std::string& t, size_t w) { rec += (t + std::string(w, ' ')).substr(0, w); };
+  text(formula, 24);
+  text(phase, 2);
+  nums.resize(12, 0.0f);
+  for (float v : nums) {
+    uint32_t bits;
+    std::memcpy(&bits, &v, 4);
+    for (int i = 0; i < 4; ++i) rec += static_cast<char>((bits >> (8 * i)) & 0xff);
+  }
+  text(refs, 36);
+  return rec;
+}
+
+TEST(DbMaintenance, OldFormatConverts) {
+  // T1, T2, H, S, A, B, C, D, MW, density, melting, boiling
+  std::string file = OldRecord("Cu", "s", {298.15f, 1358, 0, 7.923f, 5.41f, 1.5f, 0, 0, 63.546f, 8.96f, 1358, 2835}, "JANAF") +
+                     OldRecord("Cu", "l", {1358, 3000, 3.12f, 2.3f, 7.5f}, "JANAF") + std::string(110, ' ') +
+                     OldRecord("NaCl", "s", {298.15f, 1074, -98.26f, 17.24f, 10.98f, 3.9f}, "");
+  ASSERT_EQ(CheckDbFormatOfLength(file.size()), DbFormat::Old);
+  std::string err;
+  auto recs = DecodeOldDatabase(file, &err);
+  ASSERT_TRUE(recs) << err;
+  ASSERT_EQ(recs->size(), 3u);  // the blank record is skipped
+  EXPECT_EQ((*recs)[0].formula, "Cu");
+  EXPECT_EQ((*recs)[0].references, "JANAF");
+  EXPECT_FLOAT_EQ((*recs)[0].t1, 298.15f);
+  EXPECT_FLOAT_EQ((*recs)[0].s, 7.923f);
+  EXPECT_FLOAT_EQ((*recs)[0].mw, 63.546f);
+  EXPECT_FLOAT_EQ((*recs)[0].boiling_point, 2835.0f);
+  EXPECT_EQ((*recs)[1].phase, "l");
+  EXPECT_FLOAT_EQ((*recs)[2].h, -98.26f);
+  EXPECT_TRUE(ValidateSpecies({(*recs)[0], (*recs)[1]}).empty());
+
+  // Something else of a multiple of 110 bytes is refused, not read as garbage.
+  std::string bad = OldRecord("Cu", "s", {1358, 298.15f}, "");
+  EXPECT_FALSE(DecodeOldDatabase(bad, &err));
+  EXPECT_EQ(err, "Record 1 (Cu): T1 = 1358 K and T2 = 298.15 K are not a temperature range");
+  EXPECT_FALSE(DecodeOldDatabase(file.substr(0, 200), &err));
+  std::mt19937 rng(3);
+  int cases = 300;
+  if (const char* env = std::getenv("ZYL_FUZZ_CASES")) cases = std::max(1, std::atoi(env));
+  for (int i = 0; i < cases; ++i) {
+    std::string junk = file;
+    for (int e = 1 + static_cast<int>(rng() % 8); e > 0; --e) junk[rng() % junk.size()] = static_cast<char>(rng());
+    if (auto r = DecodeOldDatabase(junk, &err)) {
+      for (const auto& x : *r) EXPECT_LT(x.t1, x.t2);
     }
   }
 }

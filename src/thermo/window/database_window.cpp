@@ -405,13 +405,14 @@ QWidget* DataBase::BuildMaintenancePage() {
   auto* exp = Button(QStringLiteral("Export (TXT or CSV)..."), "ButExport", page);
   auto* imp = Button(QStringLiteral("Import into OwnDB (TXT or CSV)..."), "ButImport", page);
   auto* sort = Button(QStringLiteral("Sort OwnDB and rebuild its catalogue"), "ButSort", page);
+  auto* convert = Button(QStringLiteral("Convert a ZYL 2.0 file..."), "ButConvert", page);
   auto* note = new QLabel(
       QStringLiteral("Check, export and the list work on the database shown on the Species page; merging, "
                      "importing and sorting change the own database only."),
       page);
   note->setWordWrap(true);
   auto* col = new QVBoxLayout;
-  for (QPushButton* b : {check, merge, exp, imp, sort}) col->addWidget(b);
+  for (QPushButton* b : {check, merge, exp, imp, sort, convert}) col->addWidget(b);
   col->addWidget(note);
   col->addStretch(1);
   auto* lay = new QHBoxLayout(page);
@@ -420,6 +421,14 @@ QWidget* DataBase::BuildMaintenancePage() {
 
   connect(check, &QPushButton::clicked, this, [this] { RunCheck(); });
   connect(sort, &QPushButton::clicked, this, [this] { SortOwn(); });
+  connect(convert, &QPushButton::clicked, this, [this] {
+    auto& dlg = platform::window::AppDialogs();
+    QString in = dlg.OpenFile(this, QStringLiteral("ZYL 2.0 DATABASE"), QString(), QStringLiteral("ZYL 2.0 (*.zyl *.ZYL)"));
+    if (in.isEmpty()) return;
+    QString out = dlg.SaveFile(this, QStringLiteral("Save the converted database as"), QString(),
+                               QStringLiteral("ZYL database (*.ZYL)"));
+    if (!out.isEmpty()) ConvertOldFile(in, out);
+  });
   connect(findings_, &QListWidget::itemActivated, this, [this](QListWidgetItem* item) {
     QString f = item->data(Qt::UserRole).toString();
     if (f.isEmpty()) return;
@@ -1148,6 +1157,45 @@ bool DataBase::ImportFrom(const QString& path) {
     return false;
   }
   if (Shown() == Which::Own) ReloadList();
+  return true;
+}
+
+bool DataBase::ConvertOldFile(const QString& in, const QString& out) {
+  platform::Messages& msgs = AppMessages();
+  const std::filesystem::path src = FromQ(in), dst = FromQ(out);
+  const DbFormat format = CheckDbFormat(src);
+  if (format == DbFormat::Current) {
+    msgs.Error(fmt::format("{}\nThis file is in the current format already: merge it instead.", src.string()));
+    return false;
+  }
+  if (format == DbFormat::Unknown) {
+    msgs.Error(DbFormatMessage(src, format));
+    return false;
+  }
+  for (Which w : {Which::Own, Which::Main}) {
+    std::error_code ec;
+    if (SpeciesDb* db = Db(w); db && std::filesystem::equivalent(db->path(), dst, ec)) {
+      msgs.Error(fmt::format("{}\nis an open database: save the converted file under a new name and merge it.", dst.string()));
+      return false;
+    }
+  }
+  std::string error;
+  auto bytes = platform::ReadFile(src, &error);
+  if (!bytes) {
+    msgs.Error(fmt::format("{} {}\n{}", kMsgCanNotOpen, src.string(), error));
+    return false;
+  }
+  auto recs = DecodeOldDatabase(*bytes, &error);
+  if (!recs) {
+    msgs.Error(fmt::format("{}\n{}", src.string(), error));
+    return false;
+  }
+  const size_t n = recs->size();
+  if (!WriteSpeciesDatabase(dst, std::move(*recs), &error)) {
+    msgs.Error(fmt::format("Can not save: {}\n{}", dst.string(), error));
+    return false;
+  }
+  msgs.Show(fmt::format("{} records converted to\n{}", n, dst.string()));
   return true;
 }
 

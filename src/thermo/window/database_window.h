@@ -86,6 +86,8 @@ class DataBase : public QWidget {
   bool ExportTo(const QString& path);  ///< TXT or CSV by the extension
   bool ImportFrom(const QString& path);
   bool SortOwn();
+  /// Converts an old 110-byte file into a new current-format database file `out`.
+  bool ConvertOldFile(const QString& in, const QString& out);
   /// Starts a new species of one range in the grid (saved by SaveSpeciesToOwn); false when cancelled.
   bool NewSpecies(const QString& formula);
   void FillReferences();      ///< the references page from the shown database

@@ -12,6 +12,7 @@
 #include <QTableWidget>
 
 #include <csignal>
+#include <cstring>
 #include <fstream>
 #include <sstream>
 #include <sys/resource.h>
@@ -246,9 +247,28 @@ TEST_F(DatabaseWindow, MergeCheckExportAndImport) {
   EXPECT_EQ(OwnRanges("Fe2O3").size(), 1u);
   // The old 110-byte format is refused with its message.
   const auto old = dir_ / "OLD.ZYL";
-  WriteBytes(old, std::string(220, ' '));
+  WriteBytes(old, std::string(220, '\x01'));
   EXPECT_FALSE(w_->MergeFile(QString::fromStdString(old.string())));
   EXPECT_EQ(messages_.Last(), old.string() + "\nOld ZYL 2.0 File Format !");
+
+  // The converter reads it only when it holds old records; it never writes over an open database.
+  EXPECT_FALSE(w_->ConvertOldFile(QString::fromStdString(old.string()), QString::fromStdString((dir_ / "new.ZYL").string())));
+  EXPECT_EQ(messages_.Last(), old.string() + "\nRecord 1: its text fields hold control characters; this is not a ZYL 2.0 file");
+  std::string rec = "KCl" + std::string(21, ' ') + "s ";
+  for (float v : {298.15f, 1044.0f, -104.4f, 19.7f, 9.9f}) {
+    char b[4];
+    std::memcpy(b, &v, 4);  // little-endian host
+    rec.append(b, 4);
+  }
+  rec.resize(110, ' ');
+  WriteBytes(old, rec + std::string(110, ' '));
+  EXPECT_FALSE(w_->ConvertOldFile(QString::fromStdString(old.string()), QString::fromStdString(own_path_.string())));
+  ASSERT_TRUE(w_->ConvertOldFile(QString::fromStdString(old.string()), QString::fromStdString((dir_ / "new.ZYL").string())))
+      << messages_.Last();
+  auto conv = OpenSpeciesDb(dir_ / "new.ZYL");
+  ASSERT_TRUE(conv);
+  ASSERT_EQ(conv->RecordCount(), 1);
+  EXPECT_FLOAT_EQ(ReadSpeciesRecord(*conv, 1)->h, -104.4f);
 
   // Export as CSV, change the file, import it back.
   const auto csv = dir_ / "own.csv";
