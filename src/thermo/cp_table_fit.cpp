@@ -15,7 +15,7 @@ namespace {
 
 constexpr double kJoulePerKilojoule = 1000.0;
 constexpr double kCalPerKcal = 1000.0;
-constexpr double kSameT = 1e-9;        // K; rows closer than this share a temperature
+constexpr double kSameT = 1e-6;        // K; rows closer than this share a temperature
 constexpr int kMinRowsPerSplit = 6;    // rows each side of a proposed break
 constexpr double kSplitGain = 0.5;     // a proposed break must halve the weighted squared residuals
 constexpr double kRankTolerance = 1e-12;
@@ -462,6 +462,15 @@ CpFitResult FitCpTable(const CpTable& table, const CpFitOptions& opt) {
   if (tab.rows.size() < 2) {
     bad.error = "The table needs at least 2 rows with values";
     return bad;
+  }
+  // Two rows at one temperature (a transition): the same T for both, and with a Phase column the row
+  // that continues the phase below first.
+  for (size_t i = 1; i < tab.rows.size(); ++i) {
+    CpTablePoint& a = tab.rows[i - 1];
+    CpTablePoint& b = tab.rows[i];
+    if (std::fabs(b.t - a.t) > kSameT) continue;
+    b.t = a.t;
+    if (table.has_phase && i >= 2 && b.phase == tab.rows[i - 2].phase && a.phase != b.phase) std::swap(a, b);
   }
   tab.upper.assign(tab.rows.size(), false);
   Layout lay;
