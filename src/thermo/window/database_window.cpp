@@ -1,6 +1,9 @@
 #include "thermo/window/database_window.h"
 
 #include <QCheckBox>
+#include <QCloseEvent>
+#include <QSignalBlocker>
+#include <QTimer>
 #include <QComboBox>
 #include <QFileInfo>
 #include <QFormLayout>
@@ -274,7 +277,14 @@ QWidget* DataBase::BuildSpeciesPage() {
   auto* lay = new QVBoxLayout(page);
   lay->addWidget(split);
 
-  connect(which_, &QComboBox::currentIndexChanged, this, [this] { ReloadList(); });
+  connect(which_, &QComboBox::currentIndexChanged, this, [this](int index) {
+    if (!MayDropEdits()) {
+      QSignalBlocker block(which_);
+      which_->setCurrentIndex(1 - index);
+      return;
+    }
+    ReloadList();
+  });
   connect(search_, &QLineEdit::textChanged, this, [this](const QString& q) {
     model_->SetFilter(q);
     count_->setText(QStringLiteral("%1 of %2 species").arg(model_->rowCount()).arg(model_->TotalCount()));
@@ -285,7 +295,9 @@ QWidget* DataBase::BuildSpeciesPage() {
   connect(units_, &QComboBox::currentIndexChanged, this, [this](int i) { SetJoules(i == 1); });
   connect(plot_kind_, &QComboBox::currentIndexChanged, this, [this] { UpdatePlot(); });
   connect(ranges_, &QTableWidget::itemChanged, this, [this] {
-    if (!filling_) UpdatePlot();
+    if (filling_) return;
+    dirty_ = Shown() == Which::Own;
+    UpdatePlot();
   });
   connect(but_save_, &QPushButton::clicked, this, [this] { SaveSpeciesToOwn(); });
   connect(but_copy_, &QPushButton::clicked, this, [this] { CopyToOwn(); });
@@ -497,6 +509,7 @@ void DataBase::FillReferences() {
 
 int DataBase::SaveReferences() {
   platform::Messages& msgs = AppMessages();
+  if (!MayDropEdits()) return 0;
   SpeciesDb* own = Db(Which::Own);
   if (!own || Shown() != Which::Own) return 0;
   auto all = ReadAllSpeciesRecords(*own);
@@ -572,6 +585,7 @@ SpeciesDb* DataBase::Db(Which which) const {
 DataBase::Which DataBase::Shown() const { return which_->currentIndex() == 1 ? Which::Main : Which::Own; }
 
 void DataBase::ShowDatabase(Which which) {
+  QSignalBlocker block(which_);
   which_->setCurrentIndex(which == Which::Main ? 1 : 0);
   ReloadList();
 }
@@ -585,6 +599,7 @@ void DataBase::ReloadList() {
   list_->resizeColumnToContents(SpeciesListModel::kFormula);
   const QString keep = formula_;
   formula_.clear();
+  dirty_ = false;
   if (!keep.isEmpty() && SelectSpecies(keep)) return;
   original_.clear();
   FillGrid(original_);
@@ -603,15 +618,45 @@ bool DataBase::SelectSpecies(const QString& formula) {
 void DataBase::ShowSelected() {
   const SpeciesSummary* s = model_->At(list_->currentIndex().row());
   SpeciesDb* db = Db(Shown());
-  if (!s || !db) {
-    formula_.clear();
-    original_.clear();
-  } else {
-    formula_ = ToQ(s->formula);
-    original_ = ReadSpeciesRanges(*db, s->first, s->last);
+  // A search that hides the selected species leaves it in the grid.
+  if (!s || !db || ToQ(s->formula) == formula_) return;
+  if (!MayDropEdits()) {
+    // Back to the species being edited, once the view has finished changing its selection.
+    QTimer::singleShot(0, this, [this, keep = formula_] {
+      int row = model_->RowOf(keep);
+      QSignalBlocker block(list_->selectionModel());
+      if (row >= 0) {
+        list_->selectRow(row);
+      } else {
+        list_->selectionModel()->clear();  // a second click on the refused species asks again
+      }
+    });
+    return;
   }
+  formula_ = ToQ(s->formula);
+  original_ = ReadSpeciesRanges(*db, s->first, s->last);
+  dirty_ = false;
   FillGrid(original_);
   UpdateButtons();
+}
+
+bool DataBase::MayDropEdits() {
+  if (!dirty_ || formula_.isEmpty()) return true;
+  if (AppMessages().AskYesNo(FromQ(formula_) + ": the changes are not saved. Discard them?") != platform::Answer::Yes)
+    return false;
+  dirty_ = false;
+  return true;
+}
+
+void DataBase::closeEvent(QCloseEvent* e) {
+  if (dirty_ && !formula_.isEmpty()) {
+    auto a = AppMessages().AskYesNoCancel("Save the changes of " + FromQ(formula_) + " to OwnDB ?");
+    if (a == platform::Answer::Cancel || (a == platform::Answer::Yes && !SaveSpeciesToOwn())) {
+      e->ignore();
+      return;
+    }
+  }
+  QWidget::closeEvent(e);
 }
 
 void DataBase::SetJoules(bool joules) {
@@ -845,6 +890,7 @@ void DataBase::AddRange() {
   recs->push_back(next);
   original_.push_back(next);
   FillGrid(*recs);
+  dirty_ = true;
   UpdateButtons();
 }
 
@@ -860,6 +906,7 @@ void DataBase::DeleteRange() {
   recs->erase(recs->begin() + row);
   if (row < static_cast<int>(original_.size())) original_.erase(original_.begin() + row);
   FillGrid(*recs);
+  dirty_ = true;
   UpdateButtons();
 }
 
@@ -876,6 +923,7 @@ bool DataBase::NewSpecies(const QString& formula) {
     msgs.Error("Species already in the database: " + f);
     return false;
   }
+  if (!MayDropEdits()) return false;
   ShowDatabase(Which::Own);
   list_->clearSelection();
   SpeciesRecord r;
@@ -888,6 +936,7 @@ bool DataBase::NewSpecies(const QString& formula) {
   formula_ = formula;
   original_ = {r};
   FillGrid(original_);
+  dirty_ = true;
   UpdateButtons();
   return true;
 }
@@ -1033,6 +1082,7 @@ void DataBase::UpdateFitPlots() {
 
 bool DataBase::StoreFit() {
   platform::Messages& msgs = AppMessages();
+  if (!MayDropEdits()) return false;
   SpeciesDb* own = Db(Which::Own);
   if (!own || fit_.ranges.empty()) return false;
   const std::string name = platform::Trim(FromQ(fit_name_->text()));
@@ -1084,6 +1134,7 @@ int DataBase::RunCheck() {
 
 bool DataBase::MergeFile(const QString& path) {
   platform::Messages& msgs = AppMessages();
+  if (!MayDropEdits()) return false;
   SpeciesDb* own = Db(Which::Own);
   if (!own) return false;
   std::string error;
@@ -1137,6 +1188,7 @@ bool DataBase::ExportTo(const QString& path) {
 
 bool DataBase::ImportFrom(const QString& path) {
   platform::Messages& msgs = AppMessages();
+  if (!MayDropEdits()) return false;
   SpeciesDb* own = Db(Which::Own);
   if (!own) return false;
   std::string error;
@@ -1200,6 +1252,7 @@ bool DataBase::ConvertOldFile(const QString& in, const QString& out) {
 }
 
 bool DataBase::SortOwn() {
+  if (!MayDropEdits()) return false;
   SpeciesDb* own = Db(Which::Own);
   if (!own) return false;
   auto recs = ReadAllSpeciesRecords(*own);

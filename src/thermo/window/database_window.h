@@ -109,6 +109,11 @@ class DataBase : public QWidget {
   QTableWidget* ElementsGrid() const { return elements_; }
   QTableWidget* ReferencesGrid() const { return refs_; }
   const CpFitResult& LastFit() const { return fit_; }
+  /// True while the grid holds edits that are not saved.
+  bool HasUnsavedEdits() const { return dirty_; }
+
+ protected:
+  void closeEvent(QCloseEvent* e) override;
 
  private:
   QWidget* BuildSpeciesPage();
@@ -163,6 +168,9 @@ class DataBase : public QWidget {
   QString formula_;                     ///< selected species
   std::vector<SpeciesRecord> original_;  ///< its records as read (fields the grid does not show)
   bool filling_ = false;
+  bool dirty_ = false;
+  /// Asks whether unsaved edits may be dropped; true to go on.
+  bool MayDropEdits();
   bool joules_ = false;
   CpFitResult fit_;
   bool fit_cal_units_ = false;

@@ -333,6 +333,28 @@ TEST_F(DatabaseWindow, NewSpeciesAndReferenceEdits) {
   EXPECT_FALSE(refs->item(0, 1)->flags() & Qt::ItemIsEditable);
 }
 
+TEST_F(DatabaseWindow, UnsavedEditsAreNotDroppedSilently) {
+  ASSERT_TRUE(w_->NewSpecies("ZnS"));
+  SetCell(0, 5, "12.2");
+  // A search that hides the species keeps it in the grid.
+  w_->Search()->setText("Fe2");
+  EXPECT_EQ(w_->SelectedFormula(), "ZnS");
+  EXPECT_EQ(Cell(0, 5), "12.2");
+  // Choosing another species asks; No keeps the edits.
+  messages_.Script({platform::Answer::No});
+  w_->SpeciesList()->selectRow(0);
+  EXPECT_EQ(messages_.Last(), "ZnS: the changes are not saved. Discard them?");
+  EXPECT_EQ(w_->SelectedFormula(), "ZnS");
+  EXPECT_TRUE(w_->HasUnsavedEdits());
+  QCoreApplication::processEvents();
+  EXPECT_FALSE(w_->SpeciesList()->currentIndex().isValid());
+  messages_.Script({platform::Answer::Yes});
+  w_->SpeciesList()->selectRow(0);
+  EXPECT_EQ(w_->SelectedFormula(), "Fe2O3");
+  EXPECT_FALSE(w_->HasUnsavedEdits());
+  EXPECT_TRUE(OwnRanges("ZnS").empty());
+}
+
 TEST_F(DatabaseWindow, ElementTableShowsWeightsAndNames) {
   auto* t = w_->ElementsGrid();
   ASSERT_EQ(t->rowCount(), 102);
