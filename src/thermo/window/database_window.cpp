@@ -37,6 +37,7 @@
 #include "thermo/elements.h"
 #include "thermo/formula.h"
 #include "thermo/lookup.h"
+#include "thermo/window/fit_plot.h"
 
 namespace zyl::thermo::window {
 
@@ -348,9 +349,9 @@ QWidget* DataBase::BuildFitPage() {
   fit_plot_kind_ = new QComboBox(page);
   fit_plot_kind_->setObjectName(QStringLiteral("ListFitPlot"));
   fit_plot_kind_->addItems({QStringLiteral("Cp"), QStringLiteral("H-H298"), QStringLiteral("S"), QStringLiteral("G")});
-  fit_plot_ = new platform::window::XYPlot(page);
+  fit_plot_ = new FitPlot(page);
   fit_plot_->setObjectName(QStringLiteral("PlotFit"));
-  fit_resid_plot_ = new platform::window::XYPlot(page);
+  fit_resid_plot_ = new FitPlot(page);
   fit_resid_plot_->setObjectName(QStringLiteral("PlotResiduals"));
 
   auto* form = new QFormLayout;
@@ -1041,43 +1042,45 @@ void DataBase::ShowFit() {
 
 void DataBase::UpdateFitPlots() {
   const int kind = fit_plot_kind_->currentIndex();
-  QVector<QPointF> curve, resid;
+  QVector<QVector<QPointF>> pieces;
+  QVector<QPointF> given, resid;
   QVector<double> joins;
   const double es = fit_cal_units_ ? 1.0 : kCalToJ;
   const double ee = fit_cal_units_ ? 1 / kCalPerKcal : kCalToJ / kCalPerKcal;
   const double scale = kind == 0 || kind == 2 ? es : ee;
-  if (!fit_.ranges.empty()) {
-    for (size_t k = 0; k < fit_.ranges.size(); ++k) {
-      const CpFitRange& r = fit_.ranges[k];
-      if (k > 0) joins << r.t1;
-      for (int i = 0; i <= kPlotSteps / static_cast<int>(fit_.ranges.size()); ++i) {
-        double t = r.t1 + (r.t2 - r.t1) * i / (kPlotSteps / static_cast<int>(fit_.ranges.size()));
-        double v[4];
-        EvaluateFitRange(fit_.ranges, static_cast<int>(k), t, &v[0], &v[1], &v[2], &v[3]);
-        curve << QPointF(t, v[kind] * scale);
-      }
+  const int steps = fit_.ranges.empty() ? 0 : std::max(8, kPlotSteps / static_cast<int>(fit_.ranges.size()));
+  for (size_t k = 0; k < fit_.ranges.size(); ++k) {
+    const CpFitRange& r = fit_.ranges[k];
+    if (k > 0) joins << r.t1;
+    QVector<QPointF> piece;
+    for (int i = 0; i <= steps; ++i) {
+      double t = r.t1 + (r.t2 - r.t1) * i / steps;
+      double v[4];
+      EvaluateFitRange(fit_.ranges, static_cast<int>(k), t, &v[0], &v[1], &v[2], &v[3]);
+      piece << QPointF(t, v[kind] * scale);
     }
-    for (const auto& p : fit_.points) {
-      const std::optional<double> given[] = {p.given.cp, p.given.dh, p.given.s, p.given.g};
-      const double fitted[] = {p.cp, p.dh, p.s, p.g};
-      if (!given[kind]) continue;
-      double d = kind == 0 ? (*given[kind] != 0 ? 100 * (fitted[kind] - *given[kind]) / *given[kind] : 0)
-                           : (fitted[kind] - *given[kind]) * scale;
-      resid << QPointF(p.given.t, d);
-    }
+    pieces << piece;
+  }
+  for (const auto& p : fit_.points) {
+    const std::optional<double> g[] = {p.given.cp, p.given.dh, p.given.s, p.given.g};
+    const double fitted[] = {p.cp, p.dh, p.s, p.g};
+    if (!g[kind]) continue;
+    given << QPointF(p.given.t, *g[kind] * scale);
+    double d = kind == 0 ? (*g[kind] != 0 ? 100 * (fitted[kind] - *g[kind]) / *g[kind] : 0) : (fitted[kind] - *g[kind]) * scale;
+    resid << QPointF(p.given.t, d);
   }
   static const char* const kNames[] = {"Cp", "H-H298", "S", "G"};
   const QString name = QLatin1String(kNames[kind]);
   const QString unit = kind == 0 || kind == 2 ? (fit_cal_units_ ? QStringLiteral("cal/(mol K)") : QStringLiteral("J/(mol K)"))
                                               : (fit_cal_units_ ? QStringLiteral("kcal/mol") : QStringLiteral("kJ/mol"));
-  fit_plot_->SetTitle(QStringLiteral("Fitted %1").arg(name));
-  fit_plot_->SetAxisTitles(QStringLiteral("T K"), QStringLiteral("%1 %2").arg(name, unit));
-  fit_plot_->SetData(curve);
-  fit_plot_->SetMarkers(joins);
-  fit_resid_plot_->SetTitle(QStringLiteral("Residuals (fitted - given)"));
-  fit_resid_plot_->SetAxisTitles(QStringLiteral("T K"), kind == 0 ? QStringLiteral("dCp %") : QStringLiteral("d%1 %2").arg(name, unit));
-  fit_resid_plot_->SetData(resid);
-  fit_resid_plot_->SetMarkers(joins);
+  fit_plot_->SetTitles(QStringLiteral("%1: fitted curve and given points").arg(name), QStringLiteral("T K"),
+                       QStringLiteral("%1 %2").arg(name, unit));
+  fit_plot_->SetData(pieces, given, joins);
+  QVector<QVector<QPointF>> zero;
+  if (!fit_.ranges.empty()) zero << QVector<QPointF>{{fit_.ranges.front().t1, 0.0}, {fit_.ranges.back().t2, 0.0}};
+  fit_resid_plot_->SetTitles(QStringLiteral("Residuals (fitted - given)"), QStringLiteral("T K"),
+                             kind == 0 ? QStringLiteral("dCp %") : QStringLiteral("d%1 %2").arg(name, unit));
+  fit_resid_plot_->SetData(zero, resid, joins);
 }
 
 bool DataBase::StoreFit() {

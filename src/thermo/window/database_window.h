@@ -27,6 +27,8 @@ class XYPlot;
 
 namespace zyl::thermo::window {
 
+class FitPlot;
+
 /// The species of one database as a sortable, filterable table.
 class SpeciesListModel : public QAbstractTableModel {
   Q_OBJECT
@@ -105,6 +107,8 @@ class DataBase : public QWidget {
   QTableWidget* FitRanges() const { return fit_ranges_; }
   QTableWidget* FitResiduals() const { return fit_residuals_; }
   QLabel* FitSummary() const { return fit_summary_; }
+  FitPlot* FitCurvePlot() const { return fit_plot_; }
+  FitPlot* FitResidualPlot() const { return fit_resid_plot_; }
   QListWidget* Findings() const { return findings_; }
   QTableWidget* ElementsGrid() const { return elements_; }
   QTableWidget* ReferencesGrid() const { return refs_; }
@@ -156,8 +160,8 @@ class DataBase : public QWidget {
   QTableWidget* fit_residuals_ = nullptr;
   QLabel* fit_summary_ = nullptr;
   QComboBox* fit_plot_kind_ = nullptr;
-  platform::window::XYPlot* fit_plot_ = nullptr;
-  platform::window::XYPlot* fit_resid_plot_ = nullptr;
+  FitPlot* fit_plot_ = nullptr;
+  FitPlot* fit_resid_plot_ = nullptr;
   QPushButton* but_store_fit_ = nullptr;
 
   QListWidget* findings_ = nullptr;

@@ -20,6 +20,7 @@
 #include "platform/window/qt_app.h"
 #include "platform/window/qt_messages.h"
 #include "platform/window/xy_plot.h"
+#include "thermo/window/fit_plot.h"
 #include "thermo/db_tools.h"
 #include "thermo/lookup.h"
 
@@ -219,6 +220,11 @@ TEST_F(DatabaseWindow, FitsATableAndStoresItAsANewSpecies) {
   EXPECT_EQ(w_->FitResiduals()->rowCount(), 10);
   EXPECT_EQ(w_->FitResiduals()->horizontalHeaderItem(4)->text(), "dCp %");
   EXPECT_TRUE(w_->FitSummary()->text().contains("Worst Cp deviation"));
+  // The curve is drawn against the given points, in the table's unit (J/(mol K)).
+  ASSERT_EQ(w_->FitCurvePlot()->Points().size(), 10);
+  EXPECT_NEAR(w_->FitCurvePlot()->Points()[0].y(), (10 + 4e-3 * 300) * 4.184, 1e-6);
+  EXPECT_EQ(w_->FitCurvePlot()->PieceCount(), 1);
+  EXPECT_EQ(w_->FitResidualPlot()->Points().size(), 10);
 
   EXPECT_FALSE(w_->StoreFit());  // no formula yet
   w_->FitName()->setText("CaTiO3");
