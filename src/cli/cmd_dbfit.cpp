@@ -1,4 +1,4 @@
-// zyl db fit: a table of T with Cp, H - H298, S or G fitted to database ranges; zyl db convert.
+// zyl db fit: a table of T with Cp, H - H298, S or G fitted to database ranges; zyl db convert and merge.
 
 #include <CLI/CLI.hpp>
 #include <cmath>
@@ -170,6 +170,45 @@ int RunDbConvert(const DbConvertOptions& o) {
   return 0;
 }
 
+struct DbMergeOptions {
+  std::string file;
+  std::string on_clash = "keep";
+  std::string own_db;
+  bool json = false;
+};
+
+int RunDbMerge(const DbMergeOptions& o) {
+  fs::path own = o.own_db.empty() ? SettingsOwnDb() : fs::path(o.own_db);
+  std::string error;
+  if (!thermo::EnsureOwnDb(own, &error)) return Fail(fmt::format("{} {}\n{}", thermo::kMsgCanNotOpen, own.string(), error));
+  std::error_code ec;
+  if (fs::equivalent(own, o.file, ec)) return Fail("The file to merge is the own database itself");
+  auto other = thermo::OpenSpeciesDb(o.file, nullptr, false, &error);
+  if (!other) return Fail(error);
+  auto db = thermo::OpenSpeciesDb(own, nullptr, true, &error);
+  if (!db) return Fail(error);
+  auto incoming = thermo::ReadAllSpeciesRecords(*other);
+  auto mine = thermo::ReadAllSpeciesRecords(*db);
+  if (!incoming || !mine) return Fail("Can not read the databases");
+  const auto choice = o.on_clash == "take" ? thermo::ClashChoice::TakeIncoming : thermo::ClashChoice::KeepOwn;
+  std::vector<std::string> clashes;
+  thermo::MergeResult m = thermo::MergeSpecies(*mine, *incoming, [&](const std::string& f) {
+    clashes.push_back(f);
+    return choice;
+  });
+  platform::HeadlessMessages msgs(false);
+  auto res = thermo::ImportSpecies(*db, thermo::DbRole::Own, std::move(m.records), true, msgs);
+  if (!res.ok) return Fail(res.message);
+  if (o.json) {
+    PrintJson({{"database", own.string()}, {"added", m.added}, {"replaced", m.replaced}, {"kept", m.kept},
+               {"clashes", clashes}, {"records", db->RecordCount()}});
+  } else {
+    fmt::print("{}: {} species added, {} replaced, {} kept; {} records\n", own.string(), m.added, m.replaced, m.kept,
+               db->RecordCount());
+  }
+  return 0;
+}
+
 CLI::App* DbGroup(CLI::App& app) {
   for (CLI::App* sub : app.get_subcommands([](CLI::App*) { return true; }))
     if (sub->get_name() == "db") return sub;
@@ -205,6 +244,15 @@ void RegisterDbFit(CLI::App& app) {
   conv->add_option("--out", c->out, "New database file to write (must not exist)")->required();
   conv->add_flag("--json", c->json, "Print JSON: {in, out, records}");
   conv->callback([c] { RunDbConvert(*c); });
+
+  auto m = std::make_shared<DbMergeOptions>();
+  auto* merge = DbGroup(app)->add_subcommand("merge", "Merge the species of another database file into the own database");
+  merge->add_option("file", m->file, "Database file to merge (current format)")->required();
+  merge->add_option("--on-clash", m->on_clash, "Species in both: keep the own data or take the file's")
+      ->check(CLI::IsMember({"keep", "take"}));
+  merge->add_option("--own-db", m->own_db, "Own database file (default: <user data>/OwnDB6.ZYL)");
+  merge->add_flag("--json", m->json, "Print JSON: {database, added, replaced, kept, clashes, records}");
+  merge->callback([m] { RunDbMerge(*m); });
 }
 
 }  // namespace zyl::cli

@@ -102,5 +102,29 @@ TEST_F(DbFitCli, ConvertRefusesCurrentFiles) {
   EXPECT_FALSE(std::filesystem::exists(dir_ / "n.ZYL"));
 }
 
+TEST_F(DbFitCli, MergeDoesWhatTheClashOptionSays) {
+  using testing::Range;
+  const std::string own = (dir_ / "own.ZYL").string(), other = (dir_ / "other.ZYL").string();
+  ASSERT_TRUE(WriteSpeciesDatabase(own, {Range("Cu", 298.15f, 1358, "s", 0, 7.9f, 5.4f)}));
+  ASSERT_TRUE(WriteSpeciesDatabase(other, {Range("Cu", 298.15f, 1358, "s", 0, 8.1f, 5.5f), Range("KCl", 298.15f, 1044, "s", -104, 19.7f, 9.9f)}));
+  int status = -1;
+  auto j = nlohmann::json::parse(Run("db merge " + other + " --own-db " + own + " --json", &status), nullptr, false);
+  ASSERT_EQ(status, 0) << Err();
+  EXPECT_EQ(j["added"], 1);
+  EXPECT_EQ(j["kept"], 1);
+  EXPECT_EQ(j["clashes"], std::vector<std::string>{"Cu"});
+  auto db = OpenSpeciesDb(own);
+  EXPECT_FLOAT_EQ(ReadSpeciesRecord(*db, FindSpeciesSpan(*db, "Cu").first)->s, 7.9f);
+  db.reset();
+  j = nlohmann::json::parse(Run("db merge " + other + " --own-db " + own + " --on-clash take --json", &status), nullptr, false);
+  ASSERT_EQ(status, 0) << Err();
+  EXPECT_EQ(j["replaced"], 2);  // KCl came in with the first merge
+  db = OpenSpeciesDb(own);
+  EXPECT_FLOAT_EQ(ReadSpeciesRecord(*db, FindSpeciesSpan(*db, "Cu").first)->s, 8.1f);
+  EXPECT_EQ(db->RecordCount(), 2);
+  Run("db merge " + own + " --own-db " + own, &status);
+  EXPECT_EQ(status, 1);
+}
+
 }  // namespace
 }  // namespace zyl::thermo
