@@ -16,6 +16,7 @@ namespace zyl::cli {
 void RegisterMw(CLI::App& app);        // zyl mw
 void RegisterSpecies(CLI::App& app);   // zyl species, zyl db
 void RegisterDbBuild(CLI::App& app);   // zyl db build (adds to the "db" group made by RegisterSpecies)
+void RegisterDbFit(CLI::App& app);     // zyl db fit, convert, merge (add to the "db" group)
 void RegisterReaction(CLI::App& app);  // zyl reaction
 void RegisterSheet(CLI::App& app);     // zyl sheet
 void RegisterTpp(CLI::App& app);       // zyl tpp

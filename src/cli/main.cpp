@@ -77,6 +77,7 @@ int Main(int argc, char** argv) {
   RegisterMw(app);
   RegisterSpecies(app);
   RegisterDbBuild(app);
+  RegisterDbFit(app);
   RegisterReaction(app);
   RegisterSheet(app);
   RegisterTpp(app);

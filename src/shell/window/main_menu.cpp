@@ -26,6 +26,7 @@
 #include "shell/program_state.h"
 #include "shell/window/not_built.h"
 #include "shell/window/settings_form.h"
+#include "thermo/window/database_window.h"
 #include "thermo/window/formula_weights.h"
 #include "water/window/water_window.h"
 
@@ -291,7 +292,11 @@ void MainMenu::StartConver() { OpenNotBuilt("StartConver"); }
 void MainMenu::StartEleTable() { OpenNotBuilt("StartEleTable"); }
 void MainMenu::StartWater() { OpenModule(new water::window::WaterWindow); }
 void MainMenu::StartUnits() { OpenNotBuilt("StartUnits"); }
-void MainMenu::StartDataBase() { OpenNotBuilt("StartDataBase"); }
+void MainMenu::StartDataBase() {
+  auto* w = new thermo::window::DataBase;
+  w->SetJoules(!ZYL5main().Calories());
+  OpenModule(w);
+}
 
 void MainMenu::ShowSettings() {
   auto* form = new ZYL_INI;

@@ -11,12 +11,15 @@
 #include "platform/window/help.h"
 #include "reactions/window/re_eq.h"
 #include "reactions/window/re_eq_r.h"
+#include "thermo/window/database_window.h"
 #include "thermo/window/formula_weights.h"
 #include "water/window/water_window.h"
 
 #include <QCheckBox>
 #include <QComboBox>
 #include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QTabWidget>
 #include <QTableView>
 
 namespace zyl::shell::window {
@@ -50,6 +53,23 @@ int SaveScreenshots(MainMenu& menu, const QString& dir) {
   if (auto* mw = Newest<thermo::window::FormulaWeights>(menu)) {
     mw->SetFormula("CuSO4*5H2O");
     n += Save(mw, dir, "formula-weights");
+  }
+  menu.StartDataBase();
+  if (auto* db = Newest<thermo::window::DataBase>(menu)) {
+    db->resize(1280, 760);
+    db->ShowDatabase(thermo::window::DataBase::Which::Main);
+    db->Search()->setText("Fe");
+    db->SelectSpecies("Fe");
+    n += Save(db, dir, "database");
+    db->Tabs()->setCurrentIndex(1);
+    db->FitTable()->setPlainText(
+        "T,Cp,H-H298,S,Phase\n298.15,24.44,0,33.15,s\n400,25.25,2.53,40.45,s\n600,26.48,7.71,50.96,s\n"
+        "800,27.49,13.11,58.71,s\n1000,28.66,18.72,64.98,s\n1200,30.04,24.58,70.31,s\n1358,31.4,29.4,74.0,s\n"
+        "1358,32.8,42.4,83.6,l\n1500,32.8,47.1,86.9,l\n1800,32.8,56.9,92.9,l\n");
+    db->FitName()->setText("Cu");
+    db->RunFit();
+    n += Save(db, dir, "database-fit");
+    db->close();
   }
   menu.StartReactions();
   if (auto* re = Newest<reactions::window::ReEq>(menu)) {
