@@ -20,6 +20,8 @@ void RegisterReaction(CLI::App& app);  // zyl reaction
 void RegisterSheet(CLI::App& app);     // zyl sheet
 void RegisterTpp(CLI::App& app);       // zyl tpp
 void RegisterBalance(CLI::App& app);   // zyl balance, zyl stream
+void RegisterMiner(CLI::App& app);     // zyl miner
+void RegisterHeatLoss(CLI::App& app);  // zyl heatloss
 
 /// The exit status that main returns; a subcommand sets it when it fails.
 int& ExitCode();

@@ -81,6 +81,8 @@ int Main(int argc, char** argv) {
   RegisterSheet(app);
   RegisterTpp(app);
   RegisterBalance(app);
+  RegisterMiner(app);
+  RegisterHeatLoss(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
