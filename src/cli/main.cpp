@@ -83,6 +83,7 @@ int Main(int argc, char** argv) {
   RegisterBalance(app);
   RegisterMiner(app);
   RegisterHeatLoss(app);
+  RegisterCell(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
