@@ -190,8 +190,8 @@ std::string Miner::Build(const std::vector<std::pair<std::string, double>>& assa
                          const std::vector<MineralInput>& minerals) {
   if (minerals.size() > std::size_t(kLastMineralRow - kFirstMineralRow + 1))
     return "At most " + std::to_string(kLastMineralRow - kFirstMineralRow + 1) + " minerals fit the grid.";
-  book_ = platform::Workbook("Miner");
   Sheet& s = sheet();
+  s.ClearAll(0, 0, platform::kMaxRows - 1, platform::kMaxCols - 1);  // the same workbook: views stay attached
   int col = kFirstElementCol;
   for (const auto& [sym, value] : assay) {
     if (thermo::Elements().Find(sym) == 0) return std::string(kNoSuchElement) + sym;
@@ -432,8 +432,13 @@ std::string Miner::Load(const std::filesystem::path& path, bool accept_any_shape
   std::string error = fresh.Load(path);
   if (!error.empty()) return error;
   if (fresh.SheetCount() == 0 || (!accept_any_shape && !HasMinerShape(fresh.sheet(0)))) return std::string(kNotMinerFile);
-  book_ = std::move(fresh);
-  book_.SetAutoRecalc(true);
+  // Copied into the same workbook so that views listening to it stay attached.
+  const Sheet& from = fresh.sheet(0);
+  sheet().ClearAll(0, 0, platform::kMaxRows - 1, platform::kMaxCols - 1);
+  if (from.CellCount() > 0) {
+    std::string pasted = sheet().Paste(0, 0, from.Copy(0, 0, from.LastRow(), from.LastCol()));
+    if (!pasted.empty()) return pasted;
+  }
   return Rebuild();
 }
 

@@ -17,6 +17,7 @@
 
 #include "balance/window/balance_window.h"
 #include "diagrams/window/predom_window.h"
+#include "mineralogy/window/miner_window.h"
 #include "platform/window/help.h"
 #include "platform/window/link.h"
 #include "platform/window/qt_messages.h"
@@ -285,7 +286,7 @@ void MainMenu::StartTPP() {
   OpenModule(w);
 }
 void MainMenu::StartLPP() { OpenNotBuilt("StartLPP"); }
-void MainMenu::StartMiner() { OpenNotBuilt("StartMiner"); }
+void MainMenu::StartMiner() { OpenModule(new mineralogy::window::Miner); }
 void MainMenu::StartConver() { OpenNotBuilt("StartConver"); }
 void MainMenu::StartEleTable() { OpenNotBuilt("StartEleTable"); }
 void MainMenu::StartWater() { OpenNotBuilt("StartWater"); }
