@@ -16,6 +16,7 @@
 #include <QVBoxLayout>
 
 #include "balance/window/balance_window.h"
+#include "balance/window/heat_loss_window.h"
 #include "diagrams/window/predom_window.h"
 #include "mineralogy/window/miner_window.h"
 #include "platform/window/help.h"
@@ -267,7 +268,7 @@ void MainMenu::StartHeatBalances() {
 
 void MainMenu::StartHeatLoss() {
   if (platform::window::SendLinkText("HeatLoss", "HeatTran", "LabFile", QString())) return;
-  OpenNotBuilt("StartHeatLoss");
+  OpenModule(new balance::window::HeatLoss);
 }
 
 void MainMenu::StartEquilibrium() { OpenNotBuilt("StartEquilibrium"); }
