@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cell/cell.h"
+#include "cell/cell_sheet.h"
 #include "cli/commands.h"
 #include "platform/messages.h"
 
@@ -44,8 +45,14 @@ int RunCell(const CellOptions& o) {
 
   cell::CellSystem sys;
   std::string error;
-  if (ext == ".json") {
-    error = cell::ParseCellJson(ss.str(), &sys);
+  if (ext == ".json" || ext == ".xlsx") {
+    if (ext == ".json") {
+      error = cell::ParseCellJson(ss.str(), &sys);
+    } else {
+      platform::Workbook book;
+      error = book.Load(o.file);
+      if (error.empty()) error = cell::CellFromSheet(book, &sys);
+    }
     if (!error.empty()) return Fail(error);
     thermo::SpeciesDatabases dbs;
     QuietMessages msgs;
@@ -59,7 +66,7 @@ int RunCell(const CellOptions& o) {
     }
     error = cell::FillSpeciesData(&sys, source);
   } else {
-    if (!o.write.empty()) return Fail("--write needs a JSON description");
+    if (!o.write.empty()) return Fail("--write needs a JSON description or a cell sheet");
     error = cell::ParseCellInput(ss.str(), &sys);
   }
   if (!error.empty()) return Fail(error);
@@ -85,7 +92,7 @@ int RunCell(const CellOptions& o) {
 void RegisterCell(CLI::App& app) {
   auto opts = std::make_shared<CellOptions>();
   auto* cmd = app.add_subcommand("cell", "Cell reaction, dG, E0 and Nernst potential of an electrochemical cell");
-  cmd->add_option("FILE", opts->file, "Cell input file (Cell folder) or JSON description")->required();
+  cmd->add_option("FILE", opts->file, "Cell input file (Cell folder), cell sheet (.xlsx) or JSON description")->required();
   cmd->add_option("--write", opts->write,
                   "Write the cell input file from a JSON description to this path, and CELL.INI beside it");
   cmd->add_option("--own-db", opts->own_db, "Own database file (default: <user data>/OwnDB6.ZYL)");

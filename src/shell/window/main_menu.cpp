@@ -17,6 +17,7 @@
 
 #include "balance/window/balance_window.h"
 #include "balance/window/heat_loss_window.h"
+#include "cell/window/zylcell_window.h"
 #include "diagrams/window/predom_window.h"
 #include "mineralogy/window/miner_window.h"
 #include "platform/window/help.h"
@@ -272,7 +273,7 @@ void MainMenu::StartHeatLoss() {
 }
 
 void MainMenu::StartEquilibrium() { OpenNotBuilt("StartEquilibrium"); }
-void MainMenu::StartCell() { OpenNotBuilt("StartCell"); }
+void MainMenu::StartCell() { OpenModule(new cell::window::ZYLcell); }
 
 void MainMenu::StartMW() {
   auto* w = new thermo::window::FormulaWeights;
