@@ -110,7 +110,8 @@ int RunMiner(const MinerOptions& o) {
   nlohmann::json assay = nlohmann::json::object(), calculated = nlohmann::json::object();
   for (int c = mineralogy::kFirstElementCol; c < mineralogy::kFirstElementCol + miner.ElementCount(); ++c) {
     std::string sym = platform::Trim(s.InputText(mineralogy::kSymbolRow, c));
-    assay[sym] = s.Number(mineralogy::kAssayRow, c).value_or(0.0);
+    const auto& given = s.Value(mineralogy::kAssayRow, c);
+    assay[sym] = given.is_number() ? nlohmann::json(given.number) : nlohmann::json(nullptr);  // null: no assay
     calculated[sym] = s.Number(mineralogy::kCalcRow, c).value_or(0.0);
   }
   out["minerals"] = minerals;
@@ -127,7 +128,8 @@ int RunMiner(const MinerOptions& o) {
                m["amount"].get<double>());
   fmt::print("\n{:<8}{:>10}{:>12}\n", "Element", "Assay", "Calculated");
   for (const auto& [sym, v] : assay.items())
-    fmt::print("{:<8}{:>10.2f}{:>12.2f}\n", sym, v.get<double>(), calculated[sym].get<double>());
+    fmt::print("{:<8}{:>10}{:>12.2f}\n", sym, v.is_null() ? std::string("-") : fmt::format("{:.2f}", v.get<double>()),
+               calculated[sym].get<double>());
   if (passes > 0) fmt::print("\nPasses: {}\n", passes);
   if (out.contains("residual_norm")) fmt::print("\nResidual norm: {:.4g} wt-%\n", out["residual_norm"].get<double>());
   return 0;
@@ -144,7 +146,7 @@ void RegisterMiner(CLI::App& app) {
                 "Non-negative least-squares fit of all amounts to the whole assay (adds residual, residual_norm)");
   cmd->add_option("-n,--iterations", opts->iterations, "Iterations per mineral (default: the file's, else 10)");
   cmd->add_flag("--json", opts->json,
-                "Print JSON: {minerals: [{formula, target, amount}], assay, calculated, passes} (wt-%)");
+                "Print JSON: {minerals: [{formula, target, amount}], assay (null: none given), calculated, passes} (wt-%)");
   cmd->callback([opts] { RunMiner(*opts); });
 }
 
