@@ -10,7 +10,7 @@ namespace zyl::balance {
 
 inline constexpr int kMaxWallLayers = 10;
 inline constexpr double kStefanBoltzmann = 5.670374419e-8;  ///< W/(m2 K4), CODATA 2018 exact
-inline constexpr double kCelsiusOffset = 273.15;
+inline constexpr double kWallKelvinOffset = 273.15;  ///< K at 0 °C
 
 enum class WallShape { Flat, Cylinder };
 
