@@ -22,6 +22,9 @@ void RegisterSheet(CLI::App& app);     // zyl sheet
 void RegisterTpp(CLI::App& app);       // zyl tpp
 void RegisterBalance(CLI::App& app);   // zyl balance, zyl stream
 void RegisterWater(CLI::App& app);     // zyl water
+void RegisterMiner(CLI::App& app);     // zyl miner
+void RegisterHeatLoss(CLI::App& app);  // zyl heatloss
+void RegisterCell(CLI::App& app);      // zyl cell
 
 /// The exit status that main returns; a subcommand sets it when it fails.
 int& ExitCode();

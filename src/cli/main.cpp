@@ -83,6 +83,9 @@ int Main(int argc, char** argv) {
   RegisterTpp(app);
   RegisterBalance(app);
   RegisterWater(app);
+  RegisterMiner(app);
+  RegisterHeatLoss(app);
+  RegisterCell(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {

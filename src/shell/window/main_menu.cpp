@@ -16,7 +16,10 @@
 #include <QVBoxLayout>
 
 #include "balance/window/balance_window.h"
+#include "balance/window/heat_loss_window.h"
+#include "cell/window/zylcell_window.h"
 #include "diagrams/window/predom_window.h"
+#include "mineralogy/window/miner_window.h"
 #include "platform/window/help.h"
 #include "platform/window/link.h"
 #include "platform/window/qt_messages.h"
@@ -268,11 +271,11 @@ void MainMenu::StartHeatBalances() {
 
 void MainMenu::StartHeatLoss() {
   if (platform::window::SendLinkText("HeatLoss", "HeatTran", "LabFile", QString())) return;
-  OpenNotBuilt("StartHeatLoss");
+  OpenModule(new balance::window::HeatLoss);
 }
 
 void MainMenu::StartEquilibrium() { OpenNotBuilt("StartEquilibrium"); }
-void MainMenu::StartCell() { OpenNotBuilt("StartCell"); }
+void MainMenu::StartCell() { OpenModule(new cell::window::ZYLcell); }
 
 void MainMenu::StartMW() {
   auto* w = new thermo::window::FormulaWeights;
@@ -287,7 +290,7 @@ void MainMenu::StartTPP() {
   OpenModule(w);
 }
 void MainMenu::StartLPP() { OpenNotBuilt("StartLPP"); }
-void MainMenu::StartMiner() { OpenNotBuilt("StartMiner"); }
+void MainMenu::StartMiner() { OpenModule(new mineralogy::window::Miner); }
 void MainMenu::StartConver() { OpenNotBuilt("StartConver"); }
 void MainMenu::StartEleTable() { OpenNotBuilt("StartEleTable"); }
 void MainMenu::StartWater() { OpenModule(new water::window::WaterWindow); }

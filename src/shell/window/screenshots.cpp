@@ -6,6 +6,9 @@
 #include <QWidget>
 
 #include "shell/window/main_menu.h"
+#include "balance/window/heat_loss_window.h"
+#include "cell/window/zylcell_window.h"
+#include "mineralogy/window/miner_window.h"
 #include "shell/window/settings_form.h"
 #include "platform/window/grid.h"
 #include "platform/window/help.h"
@@ -102,6 +105,21 @@ int SaveScreenshots(MainMenu& menu, const QString& dir) {
     help->resize(980, 640);
     n += Save(help, dir, "help");
     help->close();
+  }
+  menu.StartMiner();
+  if (auto* mi = Newest<mineralogy::window::Miner>(menu)) {
+    mi->model().Build({{"Cu", 10.39}, {"Fe", 18.44}, {"Zn", 10.06}, {"Pb", 8.66}, {"S", 27.45}, {"Si", 4.67}, {"O", 5.33}},
+                      {{"CuFeS2", "Cu", 10}, {"FeS2", "Fe", 10}, {"ZnS", "Zn", 10}, {"PbS", "Pb", 10}, {"SiO2", "Si", 10}});
+    mi->F1Miner()->Refresh();
+    mi->ButIterAll();
+    n += Save(mi, dir, "mineralogy");
+  }
+  menu.StartCell();
+  if (auto* ce = Newest<cell::window::ZYLcell>(menu)) n += Save(ce, dir, "cell");
+  menu.StartHeatLoss();
+  if (auto* hl = Newest<balance::window::HeatLoss>(menu)) {
+    hl->Calculate();
+    n += Save(hl, dir, "heat-loss");
   }
   return n;
 }
