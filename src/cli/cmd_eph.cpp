@@ -6,6 +6,7 @@
 
 #include "cli/commands.h"
 #include "diagrams/eph_setup.h"
+#include "diagrams/render_process.h"
 #include "diagrams/species_source.h"
 #include "platform/paths.h"
 #include "platform/text.h"
@@ -21,6 +22,8 @@ using namespace zyl::diagrams;
 struct EphOptions {
   std::string file;
   std::string db;
+  std::string png, svg, pdf;
+  std::string size = "1000x800";
   bool json = false;
 };
 
@@ -71,6 +74,20 @@ int RunEph(const EphOptions& o) {
     if (!d.error.empty()) return Fail(d.error);
   for (const std::string& w : diagrams.front().warnings) fmt::print(stderr, "zyl: {}\n", w);
 
+  const std::string out = !o.png.empty() ? o.png : !o.svg.empty() ? o.svg : o.pdf;
+  std::vector<std::string> written;
+  if (!out.empty()) {
+    int w = 0, h = 0;
+    if (std::sscanf(o.size.c_str(), "%dx%d", &w, &h) != 2 || w < 50 || h < 50 || w > 20000 || h > 20000)
+      return Fail("--size takes WIDTHxHEIGHT in pixels, for example 1000x800");
+    for (size_t i = 0; i < diagrams.size(); ++i) {
+      // One picture per temperature: OUT for the first, OUT's stem with "-2", "-3", "-4" for the others.
+      fs::path p = out;
+      if (i > 0) p.replace_filename(p.stem().string() + fmt::format("-{}", i + 1) + p.extension().string());
+      if (std::string e = RenderPicture(BuildEphPicture(s, i, diagrams[i]), p, w, h); !e.empty()) return Fail(e);
+      written.push_back(p.string());
+    }
+  }
   std::string system = s.elements[0].symbol;
   for (size_t k = 1; k < s.elements.size(); ++k) system += "-" + s.elements[k].symbol;
   const std::string title = fmt::format("Eh - pH Diagram of the {}-O-H System", system);
@@ -87,7 +104,9 @@ int RunEph(const EphOptions& o) {
                         {{"O2", PointsJson({d.o2_line[0], d.o2_line[1]})}, {"H2", PointsJson({d.h2_line[0], d.h2_line[1]})}}},
                        {"areas", areas}});
     }
-    PrintJson({{"title", title}, {"temperatures", temps}});
+    nlohmann::json j = {{"title", title}, {"temperatures", temps}};
+    if (!written.empty()) j["output"] = written;
+    PrintJson(j);
     return 0;
   }
   fmt::print("{}\n", title);
@@ -100,6 +119,7 @@ int RunEph(const EphOptions& o) {
     fmt::print("{:<24}{:>10}{:>10}{:>12}\n", "Species", "label pH", "label Eh", "area");
     for (const EphArea& a : d.areas) fmt::print("{:<24}{:>10.3f}{:>10.3f}{:>12.4f}\n", a.species, a.label[0], a.label[1], a.area);
   }
+  for (const std::string& p : written) fmt::print("Picture written to {}\n", p);
   return 0;
 }
 
@@ -151,6 +171,10 @@ void RegisterEph(CLI::App& app) {
   auto* cmd = app.add_subcommand("eph", "Compute Eh-pH diagrams from a set-up file (*.iep)");
   cmd->add_option("FILE", opts->file, "Set-up file (*.iep); looked for in the data folder's EpH too");
   cmd->add_option("--db", opts->db, "Main species database to use (default: the shipped one)");
+  cmd->add_option("--png", opts->png, "Write the picture as PNG (more temperatures: OUT-2.png, ...)");
+  cmd->add_option("--svg", opts->svg, "Write the picture as SVG");
+  cmd->add_option("--pdf", opts->pdf, "Write the picture as PDF");
+  cmd->add_option("--size", opts->size, "Picture size WIDTHxHEIGHT in pixels (default 1000x800)");
   cmd->add_flag("--json", opts->json,
                 "Print JSON: {title, temperatures: [{T, nernst, neutral_pH, water_lines: {O2, H2}, areas: "
                 "[{species, polygon, label}]}]}");

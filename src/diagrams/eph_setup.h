@@ -5,6 +5,7 @@
 
 #include "diagrams/eph.h"
 #include "diagrams/iep_file.h"
+#include "diagrams/picture.h"
 #include "thermo/lookup.h"
 
 namespace zyl::diagrams {
@@ -21,5 +22,9 @@ std::vector<EphDiagram> ComputeSetup(const IepSetup& s, const EphSpeciesReader& 
 
 /// Title of a diagram: "Eh - pH Diagram of the Cu-O-H System at 25.00 C".
 std::string EphTitle(const IepSetup& s, size_t temperature);
+
+/// The drawable diagram of temperature i: field borders and water lines as lines, fields filled in
+/// thin vertical strips, species at the fields' centroids (palette colour by set-up position).
+DiagramPicture BuildEphPicture(const IepSetup& s, size_t i, const EphDiagram& d);
 
 }  // namespace zyl::diagrams

@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "diagrams/eph.h"
+#include "diagrams/eph_setup.h"
 #include "thermo/lookup.h"
 #include "thermo/species_db.h"
 
@@ -154,6 +155,34 @@ TEST_F(EphTest, HighTemperaturesComputeAndNeutralPointFalls) {
     for (const auto& a : d.areas) total += a.area;
     EXPECT_NEAR(total, 14 * 4, 1e-6) << tc;
   }
+}
+
+TEST_F(EphTest, PictureStripsCoverEachFieldAndLinesStayInside) {
+  IepSetup s;
+  s.elements = {{"Cu", -6, 0}};
+  s.temperatures = {25};
+  s.log_activity = {-6};
+  s.log_pressure = {0};
+  s.eh_min = -1, s.eh_max = 1;  // the O2 line leaves the top edge at pH 3.9
+  s.species = {"Cu", "Cu(+2a)", "Cu2O", "CuO"};
+  auto d = ComputeSetup(s, Read);
+  ASSERT_EQ(d.size(), 1u);
+  DiagramPicture pic = BuildEphPicture(s, 0, d[0]);
+  EXPECT_EQ(pic.title, "Eh - pH Diagram of the Cu-O-H System at 25.00 C");
+  std::vector<double> filled(s.species.size() + 1, 0.0);
+  for (const auto& f : pic.fills) {
+    EXPECT_LE(f.x1, f.x2);
+    EXPECT_LE(f.y1, f.y2);
+    filled.at(f.species) += (f.x2 - f.x1) * (f.y2 - f.y1);
+  }
+  for (const EphArea& a : d[0].areas) {
+    const size_t k = static_cast<size_t>(std::find(s.species.begin(), s.species.end(), a.species) - s.species.begin()) + 1;
+    EXPECT_NEAR(filled[k], a.area, 0.01 * 28) << a.species;  // strips of 0.05 pH
+  }
+  for (const Segment& l : pic.lines) {
+    for (double y : {l.y1, l.y2}) EXPECT_TRUE(y >= -1 - 1e-9 && y <= 1 + 1e-9) << y;
+  }
+  EXPECT_EQ(pic.labels.size(), d[0].areas.size());
 }
 
 TEST_F(EphTest, BadInputGivesMessages) {
