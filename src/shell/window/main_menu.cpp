@@ -17,6 +17,7 @@
 
 #include "balance/window/balance_window.h"
 #include "diagrams/window/predom_window.h"
+#include "diagrams/window/zyl_eph_form.h"
 #include "platform/window/help.h"
 #include "platform/window/link.h"
 #include "platform/window/qt_messages.h"
@@ -277,7 +278,11 @@ void MainMenu::StartMW() {
   OpenModule(w);
 }
 
-void MainMenu::StartEpH() { OpenNotBuilt("StartEpH"); }
+void MainMenu::StartEpH() {
+  auto* w = new diagrams::ZylEpH;
+  connect(w, &diagrams::ZylEpH::helpRequested, this, [](const QString& chapter) { platform::window::ShowHelpChapter(chapter); });
+  OpenModule(w);
+}
 void MainMenu::StartZYLG() { OpenNotBuilt("StartZYLG"); }
 void MainMenu::StartTPP() {
   auto* w = new diagrams::Predom;
