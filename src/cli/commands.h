@@ -20,7 +20,7 @@ void RegisterReaction(CLI::App& app);  // zyl reaction
 void RegisterSheet(CLI::App& app);     // zyl sheet
 void RegisterTpp(CLI::App& app);       // zyl tpp
 void RegisterBalance(CLI::App& app);   // zyl balance, zyl stream
-void RegisterEph(CLI::App& app);       // zyl eph, zyl eph new
+void RegisterEph(CLI::App& app);       // zyl eph, zyl eph new, zyl lpp
 
 /// The exit status that main returns; a subcommand sets it when it fails.
 int& ExitCode();
