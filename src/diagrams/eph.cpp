@@ -77,8 +77,8 @@ EphDiagram ComputeEph(const EphInput& in, const EphSpeciesReader& read) {
     d.error = "The axis limits must be increasing: pH min < pH max and Eh min < Eh max.";
     return d;
   }
-  if (!(in.activity > 0) || !(in.pressure > 0)) {
-    d.error = "The activity and the pressure must be positive.";
+  if (!(in.activity > 0) || !(in.pressure > 0) || !(in.water_activity > 0)) {
+    d.error = "The activities and the pressure must be positive.";
     return d;
   }
   const double T = in.T;
@@ -102,6 +102,7 @@ EphDiagram ComputeEph(const EphInput& in, const EphSpeciesReader& read) {
   double g_w = 0, g_h2 = 0, g_o2 = 0, g_h = 0, g_oh = 0;
   if (!gibbs(kWaterName, true, &g_w) || !gibbs(kHydrogenName, true, &g_h2) || !gibbs(kOxygenName, true, &g_o2))
     return d;
+  g_w += RT * std::log(in.water_activity);
   gibbs(kProtonName, false, &g_h);  // absent: zero by convention
   const double g_e = 0.5 * g_h2 - g_h;
 

@@ -43,6 +43,7 @@ struct EphInput {
   std::vector<std::string> species;  ///< species names of the element (formulas as the database spells them)
   double activity = 1e-6;            ///< activity of every aqueous species of the element
   double pressure = 1;               ///< bar, of every gas species of the element
+  double water_activity = 1;         ///< activity of H2O
   double T = 298.15;                 ///< K
   double ph_min = kDefaultPhMin, ph_max = kDefaultPhMax;
   double eh_min = kDefaultEhMin, eh_max = kDefaultEhMax;  ///< V

@@ -45,6 +45,7 @@ std::vector<EphDiagram> ComputeSetup(const IepSetup& s, const EphSpeciesReader& 
     const double lp = i < s.log_pressure.size() ? s.log_pressure[i] : (s.elements.empty() ? 0 : s.elements[0].log_pressure);
     in.activity = std::pow(10.0, la);
     in.pressure = std::pow(10.0, lp);
+    in.water_activity = std::pow(10.0, s.log_water_activity);
     in.T = s.Kelvin(i);
     in.ph_min = s.ph_min;
     in.ph_max = s.ph_max;

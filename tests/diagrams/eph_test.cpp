@@ -185,6 +185,19 @@ TEST_F(EphTest, PictureStripsCoverEachFieldAndLinesStayInside) {
   EXPECT_EQ(pic.labels.size(), d[0].areas.size());
 }
 
+TEST_F(EphTest, WaterActivityShiftsTheOxygenLineAndNeutralPoint) {
+  EphInput in;
+  in.element = "Cu";
+  in.species = {"Cu"};
+  const EphDiagram pure = Compute(in);
+  in.water_activity = 0.1;
+  const EphDiagram brine = Compute(in);
+  // O2 + 4H+ + 4e- = 2H2O: E rises by (2/4) 0.05916 log(1/aw); H2 line unchanged; pH_n = (pKw - log aw)/2.
+  EXPECT_NEAR(brine.o2_line[0][1] - pure.o2_line[0][1], 0.5 * 0.05916, 1e-4);
+  EXPECT_NEAR(brine.h2_line[0][1], pure.h2_line[0][1], 1e-12);
+  EXPECT_NEAR(brine.neutral_ph - pure.neutral_ph, 0.5, 1e-9);
+}
+
 TEST_F(EphTest, BadInputGivesMessages) {
   EphInput in;
   in.element = "Cu";

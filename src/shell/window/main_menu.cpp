@@ -18,6 +18,7 @@
 #include "balance/window/balance_window.h"
 #include "diagrams/window/predom_window.h"
 #include "diagrams/window/zyl_eph_form.h"
+#include "diagrams/window/zyl_psd_form.h"
 #include "platform/window/help.h"
 #include "platform/window/link.h"
 #include "platform/window/qt_messages.h"
@@ -289,7 +290,11 @@ void MainMenu::StartTPP() {
   connect(w, &diagrams::Predom::helpRequested, this, [](const QString& chapter) { platform::window::ShowHelpChapter(chapter); });
   OpenModule(w);
 }
-void MainMenu::StartLPP() { OpenNotBuilt("StartLPP"); }
+void MainMenu::StartLPP() {
+  auto* w = new diagrams::ZylPsd;
+  connect(w, &diagrams::ZylPsd::helpRequested, this, [](const QString& chapter) { platform::window::ShowHelpChapter(chapter); });
+  OpenModule(w);
+}
 void MainMenu::StartMiner() { OpenNotBuilt("StartMiner"); }
 void MainMenu::StartConver() { OpenNotBuilt("StartConver"); }
 void MainMenu::StartEleTable() { OpenNotBuilt("StartEleTable"); }
