@@ -3,12 +3,15 @@
 
 #include <benchmark/benchmark.h>
 
+#include <filesystem>
 #include <set>
 #include <tuple>
 
 #include "../tests/diagrams/cu_s_o.h"
 #include "diagrams/picture.h"
 #include "diagrams/predom.h"
+#include "diagrams/eph_setup.h"
+#include "thermo/species_db.h"
 
 namespace {
 
@@ -84,6 +87,30 @@ void BM_BuildPicture(benchmark::State& state) {
   }
 }
 BENCHMARK(BM_BuildPicture)->Unit(benchmark::kMillisecond);
+
+// Eh-pH: Fe-H2O at 25 C with twelve iron species, read from the shipped database and drawn whole.
+void BM_EphIron(benchmark::State& state) {
+  zyl::thermo::SpeciesDatabases dbs;
+  dbs.main = zyl::thermo::OpenSpeciesDb(std::filesystem::path(ZYL_SOURCE_DATA_DIR) / "Databases" / "MainDB6.ZYL");
+  if (!dbs.main) {
+    state.SkipWithError("no database");
+    return;
+  }
+  EphInput in;
+  in.element = "Fe";
+  in.species = EphSpeciesOf("Fe", dbs);
+  if (in.species.size() > 12) in.species.resize(12);
+  auto read = DatabaseReader(dbs);
+  size_t areas = 0;
+  for (auto _ : state) {
+    EphDiagram d = ComputeEph(in, read);
+    areas = d.areas.size();
+    benchmark::DoNotOptimize(d);
+  }
+  state.counters["species"] = static_cast<double>(in.species.size());
+  state.counters["areas"] = static_cast<double>(areas);
+}
+BENCHMARK(BM_EphIron)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

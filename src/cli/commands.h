@@ -25,6 +25,7 @@ void RegisterWater(CLI::App& app);     // zyl water
 void RegisterMiner(CLI::App& app);     // zyl miner
 void RegisterHeatLoss(CLI::App& app);  // zyl heatloss
 void RegisterCell(CLI::App& app);      // zyl cell
+void RegisterEph(CLI::App& app);       // zyl eph, zyl eph new, zyl lpp
 
 /// The exit status that main returns; a subcommand sets it when it fails.
 int& ExitCode();

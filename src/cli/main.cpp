@@ -86,6 +86,7 @@ int Main(int argc, char** argv) {
   RegisterMiner(app);
   RegisterHeatLoss(app);
   RegisterCell(app);
+  RegisterEph(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {

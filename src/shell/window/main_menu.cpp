@@ -19,6 +19,8 @@
 #include "balance/window/heat_loss_window.h"
 #include "cell/window/zylcell_window.h"
 #include "diagrams/window/predom_window.h"
+#include "diagrams/window/zyl_eph_form.h"
+#include "diagrams/window/zyl_psd_form.h"
 #include "mineralogy/window/miner_window.h"
 #include "platform/window/help.h"
 #include "platform/window/link.h"
@@ -282,14 +284,22 @@ void MainMenu::StartMW() {
   OpenModule(w);
 }
 
-void MainMenu::StartEpH() { OpenNotBuilt("StartEpH"); }
+void MainMenu::StartEpH() {
+  auto* w = new diagrams::ZylEpH;
+  connect(w, &diagrams::ZylEpH::helpRequested, this, [](const QString& chapter) { platform::window::ShowHelpChapter(chapter); });
+  OpenModule(w);
+}
 void MainMenu::StartZYLG() { OpenNotBuilt("StartZYLG"); }
 void MainMenu::StartTPP() {
   auto* w = new diagrams::Predom;
   connect(w, &diagrams::Predom::helpRequested, this, [](const QString& chapter) { platform::window::ShowHelpChapter(chapter); });
   OpenModule(w);
 }
-void MainMenu::StartLPP() { OpenNotBuilt("StartLPP"); }
+void MainMenu::StartLPP() {
+  auto* w = new diagrams::ZylPsd;
+  connect(w, &diagrams::ZylPsd::helpRequested, this, [](const QString& chapter) { platform::window::ShowHelpChapter(chapter); });
+  OpenModule(w);
+}
 void MainMenu::StartMiner() { OpenModule(new mineralogy::window::Miner); }
 void MainMenu::StartConver() { OpenNotBuilt("StartConver"); }
 void MainMenu::StartEleTable() { OpenNotBuilt("StartEleTable"); }

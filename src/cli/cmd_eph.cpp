@@ -1,0 +1,285 @@
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <cmath>
+#include <filesystem>
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "cli/commands.h"
+#include "diagrams/eph_setup.h"
+#include "diagrams/lpp_file.h"
+#include "diagrams/picture.h"
+#include "diagrams/render_process.h"
+#include "diagrams/species_source.h"
+#include "platform/paths.h"
+#include "platform/text.h"
+#include "thermo/species_data.h"
+
+namespace zyl::cli {
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace zyl::diagrams;
+
+struct EphOptions {
+  std::string file;
+  std::string db;
+  std::string png, svg, pdf;
+  std::string size = "1000x800";
+  bool json = false;
+};
+
+struct EphNewOptions {
+  std::string out;
+  std::string elements;
+  double activity = 1e-6;
+  double pressure = 1;
+  std::string temperatures = "25";
+  std::string tunit = "C";
+  std::string species;
+  std::string db;
+  bool json = false;
+};
+
+std::vector<std::string> SplitList(const std::string& s) {
+  std::vector<std::string> out;
+  size_t start = 0;
+  while (start <= s.size()) {
+    size_t comma = s.find(',', start);
+    std::string item = platform::Trim(s.substr(start, comma == std::string::npos ? std::string::npos : comma - start));
+    if (!item.empty()) out.push_back(item);
+    if (comma == std::string::npos) break;
+    start = comma + 1;
+  }
+  return out;
+}
+
+nlohmann::json PointsJson(const std::vector<EphPoint>& pts) {
+  nlohmann::json a = nlohmann::json::array();
+  for (const EphPoint& p : pts) a.push_back({p[0], p[1]});
+  return a;
+}
+
+int RunEph(const EphOptions& o) {
+  fs::path file = o.file;
+  std::error_code ec;
+  if (!fs::exists(file, ec) && file.is_relative() && fs::exists(platform::DataDir() / "EpH" / file, ec))
+    file = platform::DataDir() / "EpH" / file;
+  IepReadResult read = ReadIep(file);
+  if (!read.setup) return Fail(read.error);
+  const IepSetup& s = *read.setup;
+  if (s.elements.empty()) return Fail("The set-up names no element.");
+  thermo::SpeciesDatabases dbs;
+  if (std::string e = OpenDatabasesForCommand(dbs, o.db); !e.empty()) return Fail(e);
+  std::vector<EphDiagram> diagrams = ComputeSetup(s, DatabaseReader(dbs));
+  for (const EphDiagram& d : diagrams)
+    if (!d.error.empty()) return Fail(d.error);
+  for (const std::string& w : diagrams.front().warnings) fmt::print(stderr, "zyl: {}\n", w);
+
+  const std::string out = !o.png.empty() ? o.png : !o.svg.empty() ? o.svg : o.pdf;
+  std::vector<std::string> written;
+  if (!out.empty()) {
+    int w = 0, h = 0;
+    if (std::sscanf(o.size.c_str(), "%dx%d", &w, &h) != 2 || w < 50 || h < 50 || w > 20000 || h > 20000)
+      return Fail("--size takes WIDTHxHEIGHT in pixels, for example 1000x800");
+    for (size_t i = 0; i < diagrams.size(); ++i) {
+      // One picture per temperature: OUT for the first, OUT's stem with "-2", "-3", "-4" for the others.
+      fs::path p = out;
+      if (i > 0) p.replace_filename(p.stem().string() + fmt::format("-{}", i + 1) + p.extension().string());
+      if (std::string e = RenderPicture(BuildEphPicture(s, i, diagrams[i]), p, w, h); !e.empty()) return Fail(e);
+      written.push_back(p.string());
+    }
+  }
+  std::string system = s.elements[0].symbol;
+  for (size_t k = 1; k < s.elements.size(); ++k) system += "-" + s.elements[k].symbol;
+  const std::string title = fmt::format("Eh - pH Diagram of the {}-O-H System", system);
+  if (o.json) {
+    nlohmann::json temps = nlohmann::json::array();
+    for (const EphDiagram& d : diagrams) {
+      nlohmann::json areas = nlohmann::json::array();
+      for (const EphArea& a : d.areas)
+        areas.push_back({{"species", a.species}, {"polygon", PointsJson(a.polygon)}, {"label", {a.label[0], a.label[1]}}});
+      temps.push_back({{"T", d.T},
+                       {"nernst", d.nernst},
+                       {"neutral_pH", d.neutral_ph},
+                       {"water_lines",
+                        {{"O2", PointsJson({d.o2_line[0], d.o2_line[1]})}, {"H2", PointsJson({d.h2_line[0], d.h2_line[1]})}}},
+                       {"areas", areas}});
+    }
+    nlohmann::json j = {{"title", title}, {"temperatures", temps}};
+    if (!written.empty()) j["output"] = written;
+    PrintJson(j);
+    return 0;
+  }
+  fmt::print("{}\n", title);
+  for (size_t i = 0; i < diagrams.size(); ++i) {
+    const EphDiagram& d = diagrams[i];
+    fmt::print("\n{}\nT = {:.2f} K, Nernst slope {:.5f} V/pH, neutral pH {:.3f}\n", EphTitle(s, i), d.T, d.nernst,
+               d.neutral_ph);
+    fmt::print("O2/H2O: Eh = {:.4f} - {:.5f} pH;  H+/H2: Eh = {:.4f} - {:.5f} pH\n", d.o2_line[0][1] + d.nernst * d.o2_line[0][0],
+               d.nernst, d.h2_line[0][1] + d.nernst * d.h2_line[0][0], d.nernst);
+    fmt::print("{:<24}{:>10}{:>10}{:>12}\n", "Species", "label pH", "label Eh", "area");
+    for (const EphArea& a : d.areas) fmt::print("{:<24}{:>10.3f}{:>10.3f}{:>12.4f}\n", a.species, a.label[0], a.label[1], a.area);
+  }
+  for (const std::string& p : written) fmt::print("Picture written to {}\n", p);
+  return 0;
+}
+
+int RunEphNew(const EphNewOptions& o) {
+  IepSetup s;
+  for (const std::string& e : SplitList(o.elements)) s.elements.push_back({e, std::log10(o.activity), std::log10(o.pressure)});
+  if (s.elements.empty()) return Fail("--elements names no element");
+  if (!(o.activity > 0) || !(o.pressure > 0)) return Fail("--activity and --pressure must be positive");
+  if (o.tunit != "C" && o.tunit != "K") return Fail("--tunit takes C or K");
+  s.celsius = o.tunit == "C";
+  for (const std::string& t : SplitList(o.temperatures)) {
+    char* end = nullptr;
+    double v = std::strtod(t.c_str(), &end);
+    if (end == t.c_str() || *end != '\0' || !std::isfinite(v)) return Fail(fmt::format("--T: not a number: {}", t));
+    s.temperatures.push_back(v);
+  }
+  if (s.temperatures.size() > kMaxEphTemperatures) return Fail("--T takes one to four temperatures");
+  for (size_t i = 0; i < s.temperatures.size(); ++i)
+    if (s.Kelvin(i) <= 0) return Fail("Temperatures must be above 0 K");
+  s.log_activity.assign(s.temperatures.size(), std::log10(o.activity));
+  s.log_pressure.assign(s.temperatures.size(), std::log10(o.pressure));
+
+  thermo::SpeciesDatabases dbs;
+  if (std::string e = OpenDatabasesForCommand(dbs, o.db); !e.empty()) return Fail(e);
+  s.species = o.species.empty() ? EphSpeciesOf(s.elements[0].symbol, dbs) : SplitList(o.species);
+  auto read = DatabaseReader(dbs);
+  for (const std::string& name : s.species) {
+    thermo::SpeciesData sp = read(name);
+    if (sp.ranges.empty()) return Fail(fmt::format("The Specie: {} is not in the database.", name));
+    std::vector<double> g;
+    for (size_t i = 0; i < s.temperatures.size(); ++i) g.push_back(thermo::CalcSpeciesAtT(sp, s.Kelvin(i)).g * 4.184 / 1000);
+    s.species_g.push_back(g);
+  }
+  if (std::string e = ValidateIep(s); !e.empty()) return Fail(e);
+  if (std::string e = WriteIep(o.out, s); !e.empty()) return Fail(e);
+  if (o.json) {
+    PrintJson({{"file", o.out}, {"elements", SplitList(o.elements)}, {"temperatures", s.temperatures},
+               {"unit", o.tunit}, {"species", s.species}});
+  } else {
+    fmt::print("{} written: {} species, {} temperature(s)\n", o.out, s.species.size(), s.temperatures.size());
+  }
+  return 0;
+}
+
+struct LppOptions {
+  std::string file, db, output;
+  std::string size = "1000x800";
+  bool json = false;
+};
+
+nlohmann::json GasAxisJson(const std::string& gas, double min, double max, const std::string& title) {
+  return {{"title", title}, {"name", gas}, {"unit", "log10(p/bar)"}, {"min", min}, {"max", max}};
+}
+
+int RunLpp(const LppOptions& o) {
+  fs::path file = o.file;
+  std::error_code ec;
+  if (!fs::exists(file, ec) && file.is_relative() && fs::exists(platform::DataDir() / "Lpp" / file, ec))
+    file = platform::DataDir() / "Lpp" / file;
+  LppReadResult read = ReadLpp(file);
+  if (!read.setup) return Fail(read.error);
+  thermo::SpeciesDatabases dbs;
+  if (std::string e = OpenDatabasesForCommand(dbs, o.db); !e.empty()) return Fail(e);
+  DatabaseSpeciesSource source(dbs);
+  const PredomSetup setup = ToPredomSetup(*read.setup);
+  if (std::string e = ValidateSetup(setup); !e.empty()) return Fail(e);
+  CollectResult collected = CollectData(setup, source);
+  if (!collected.model) return Fail(collected.error);
+  for (const std::string& w : collected.warnings) fmt::print(stderr, "zyl: {}\n", w);
+  const PredomModel& m = *collected.model;
+  auto start = std::chrono::steady_clock::now();
+  PredomResult r = MakePicture(m);
+  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  std::vector<AreaSummary> areas = PlaceLabels(r);
+  if (!o.output.empty()) {
+    int w = 0, h = 0;
+    if (std::sscanf(o.size.c_str(), "%dx%d", &w, &h) != 2 || w < 50 || h < 50 || w > 20000 || h > 20000)
+      return Fail("--size takes WIDTHxHEIGHT in pixels, for example 1000x800");
+    if (std::string e = RenderPicture(BuildPicture(m, r), o.output, w, h); !e.empty()) return Fail(e);
+  }
+  const std::string title = DiagramTitle(m.elements);
+  if (!o.json) {
+    fmt::print("{}\n{}\n", title, ConstantText(m));
+    for (const AreaSummary& a : areas)
+      fmt::print("{:<24}{:>12.4g}{:>14.4f}{:>14.4f}\n", m.names[a.species - 1], a.weight, a.x, a.y);
+    fmt::print("{} boundary points, {:.2f} ms\n", r.BoundaryPoints(), seconds * 1e3);
+    return 0;
+  }
+  nlohmann::json cells = nlohmann::json::array();
+  for (const BoundaryCell& c : r.cells) cells.push_back({{"x", c.x}, {"y", c.y}, {"species", m.names[c.species - 1]}});
+  nlohmann::json area_list = nlohmann::json::array();
+  for (const AreaSummary& a : areas)
+    area_list.push_back({{"species", m.names[a.species - 1]}, {"weight", a.weight}, {"label_x", a.x}, {"label_y", a.y}});
+  nlohmann::json out = {
+      {"title", title},
+      {"elements", m.elements},
+      {"species", m.names},
+      {"axes",
+       {{"x", GasAxisJson(m.gas1, m.xmin, m.xmax, AxisTitle(m, true))},
+        {"y", GasAxisJson(m.gas2, m.ymin, m.ymax, AxisTitle(m, false))},
+        {"constant", {{"name", std::string(kTemperature)}, {"unit", "K"}, {"value", m.T}}}}},
+      {"resolution", m.resolution},
+      {"boundary_points", r.BoundaryPoints()},
+      {"boundary_cells", cells},
+      {"areas", area_list},
+      {"seconds", seconds},
+  };
+  if (!o.output.empty()) out["output"] = o.output;
+  PrintJson(out);
+  return 0;
+}
+
+}  // namespace
+
+void RegisterEph(CLI::App& app) {
+  auto lopts = std::make_shared<LppOptions>();
+  auto* lpp = app.add_subcommand("lpp", "Compute a phase stability diagram from an Lpp set-up file (*.lpp)");
+  lpp->add_option("FILE", lopts->file, "Set-up file (*.lpp); looked for in the data folder's Lpp too")->required();
+  lpp->add_option("-o,--output", lopts->output, "Write the picture: OUT.png, OUT.svg or OUT.pdf");
+  lpp->add_option("--size", lopts->size, "Picture size WIDTHxHEIGHT in pixels (default 1000x800)");
+  lpp->add_option("--db", lopts->db, "Main species database to use (default: the shipped one)");
+  lpp->add_flag("--json", lopts->json,
+                "Print JSON: {title, elements, species, axes, boundary_points, boundary_cells, areas, seconds}");
+  lpp->callback([lopts] { RunLpp(*lopts); });
+
+  auto opts = std::make_shared<EphOptions>();
+  auto* cmd = app.add_subcommand("eph", "Compute Eh-pH diagrams from a set-up file (*.iep)");
+  cmd->add_option("FILE", opts->file, "Set-up file (*.iep); looked for in the data folder's EpH too");
+  cmd->add_option("--db", opts->db, "Main species database to use (default: the shipped one)");
+  cmd->add_option("--png", opts->png, "Write the picture as PNG (more temperatures: OUT-2.png, ...)");
+  cmd->add_option("--svg", opts->svg, "Write the picture as SVG");
+  cmd->add_option("--pdf", opts->pdf, "Write the picture as PDF");
+  cmd->add_option("--size", opts->size, "Picture size WIDTHxHEIGHT in pixels (default 1000x800)");
+  cmd->add_flag("--json", opts->json,
+                "Print JSON: {title, temperatures: [{T, nernst, neutral_pH, water_lines: {O2, H2}, areas: "
+                "[{species, polygon, label}]}]}");
+
+  auto nopts = std::make_shared<EphNewOptions>();
+  auto* nw = cmd->add_subcommand("new", "Write an Eh-pH set-up file");
+  nw->add_option("OUT", nopts->out, "The set-up file to write (*.iep)")->required();
+  nw->add_option("--elements", nopts->elements, "Main element first, e.g. Cu")->required();
+  nw->add_option("--activity", nopts->activity, "Activity of the aqueous species of the element (default 1e-6)");
+  nw->add_option("--pressure", nopts->pressure, "Pressure of its gases, bar (default 1)");
+  nw->add_option("--T", nopts->temperatures, "One to four temperatures, comma-separated (default 25)");
+  nw->add_option("--tunit", nopts->tunit, "C or K (default C)");
+  nw->add_option("--species", nopts->species, "Species, comma-separated (default: every species of the element with O and H)");
+  nw->add_option("--db", nopts->db, "Main species database to use (default: the shipped one)");
+  nw->add_flag("--json", nopts->json, "Print JSON: {file, elements, temperatures, unit, species}");
+  nw->callback([nopts] { RunEphNew(*nopts); });
+  cmd->callback([opts, cmd] {
+    if (cmd->got_subcommand("new")) return;
+    if (opts->file.empty()) {
+      Fail("eph: a set-up file (*.iep) is needed, or `zyl eph new`");
+      return;
+    }
+    RunEph(*opts);
+  });
+}
+
+}  // namespace zyl::cli

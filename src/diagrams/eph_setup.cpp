@@ -1,0 +1,127 @@
+#include "diagrams/eph_setup.h"
+
+#include <algorithm>
+#include <cmath>
+#include <fmt/format.h>
+#include <set>
+
+#include "thermo/formula.h"
+
+namespace zyl::diagrams {
+
+EphSpeciesReader DatabaseReader(const thermo::SpeciesDatabases& dbs) {
+  return [&dbs](const std::string& name) { return thermo::ReadSpeciesData(thermo::FindSpecies(name, dbs), name); };
+}
+
+std::vector<std::string> EphSpeciesOf(const std::string& element, const thermo::SpeciesDatabases& dbs) {
+  std::vector<std::string> out;
+  std::set<std::string, std::less<>> seen;
+  for (const thermo::SpeciesDb* db : {dbs.own.get(), dbs.main.get()}) {
+    if (!db) continue;
+    for (int rec = 1; rec <= db->RecordCount(); ++rec) {
+      std::string_view f = db->Formula(rec);
+      if (f.empty() || seen.count(f)) continue;
+      seen.emplace(f);
+      if (f.find("(ia") != std::string_view::npos) continue;
+      thermo::FormulaComposition comp = thermo::ParseFormula(f);
+      if (!comp.ok() || comp.Amount(element) <= 0) continue;
+      if (comp.Charge() != 0 && f.ends_with("g)")) continue;  // gas ions are no species of an aqueous system
+      bool inside = std::all_of(comp.entries.begin(), comp.entries.end(), [&](const thermo::FormulaEntry& e) {
+        return e.symbol == element || e.symbol == "O" || e.symbol == "H" || e.symbol == thermo::kElectron;
+      });
+      if (inside) out.emplace_back(f);
+    }
+  }
+  return out;
+}
+
+std::vector<EphDiagram> ComputeSetup(const IepSetup& s, const EphSpeciesReader& read) {
+  std::vector<EphDiagram> out;
+  for (size_t i = 0; i < s.temperatures.size(); ++i) {
+    EphInput in;
+    in.element = s.elements.empty() ? std::string() : s.elements[0].symbol;
+    in.species = s.species;
+    const double la = i < s.log_activity.size() ? s.log_activity[i] : (s.elements.empty() ? -6 : s.elements[0].log_activity);
+    const double lp = i < s.log_pressure.size() ? s.log_pressure[i] : (s.elements.empty() ? 0 : s.elements[0].log_pressure);
+    in.activity = std::pow(10.0, la);
+    in.pressure = std::pow(10.0, lp);
+    in.water_activity = std::pow(10.0, s.log_water_activity);
+    in.T = s.Kelvin(i);
+    in.ph_min = s.ph_min;
+    in.ph_max = s.ph_max;
+    in.eh_min = s.eh_min;
+    in.eh_max = s.eh_max;
+    out.push_back(ComputeEph(in, read));
+  }
+  return out;
+}
+
+std::string EphTitle(const IepSetup& s, size_t i) {
+  std::string system = s.elements.empty() ? std::string("?") : s.elements[0].symbol;
+  for (size_t k = 1; k < s.elements.size(); ++k) system += "-" + s.elements[k].symbol;
+  const double t = i < s.temperatures.size() ? s.temperatures[i] : 0;
+  return fmt::format("Eh - pH Diagram of the {}-O-H System at {} {}", system, FormatFixed(t, 2), s.celsius ? "C" : "K");
+}
+
+namespace {
+constexpr int kFillStrips = 280;  ///< vertical strips across the pH range
+}  // namespace
+
+DiagramPicture BuildEphPicture(const IepSetup& s, size_t i, const EphDiagram& d) {
+  DiagramPicture pic;
+  pic.title = EphTitle(s, i);
+  const double la = i < s.log_activity.size() ? s.log_activity[i] : -6;
+  const double lp = i < s.log_pressure.size() ? s.log_pressure[i] : 0;
+  pic.subtitle = fmt::format("log a = {:g}, log p = {:g} (T = {:.2f} K)", la, lp, d.T);
+  pic.x = {"pH", s.ph_min, s.ph_max};
+  pic.y = {"Eh (V)", s.eh_min, s.eh_max};
+  pic.palette = DefaultPalette();
+  const double eps = 1e-9 * (s.ph_max - s.ph_min + s.eh_max - s.eh_min);
+  auto on_box = [&](const EphPoint& p, const EphPoint& q) {
+    return (std::abs(p[0] - q[0]) < eps && (std::abs(p[0] - s.ph_min) < eps || std::abs(p[0] - s.ph_max) < eps)) ||
+           (std::abs(p[1] - q[1]) < eps && (std::abs(p[1] - s.eh_min) < eps || std::abs(p[1] - s.eh_max) < eps));
+  };
+  const double strip = (s.ph_max - s.ph_min) / kFillStrips;
+  for (const EphArea& a : d.areas) {
+    const auto it = std::find(s.species.begin(), s.species.end(), a.species);
+    const int k = static_cast<int>(it - s.species.begin()) + 1;
+    double lo = a.polygon[0][0], hi = lo;
+    for (size_t j = 0; j + 1 < a.polygon.size(); ++j) {
+      const EphPoint& p = a.polygon[j];
+      const EphPoint& q = a.polygon[j + 1];
+      lo = std::min(lo, p[0]);
+      hi = std::max(hi, p[0]);
+      if (!on_box(p, q)) pic.lines.push_back({p[0], p[1], q[0], q[1]});
+    }
+    // Each strip: the polygon's Eh span at the strip's middle (the polygon is convex).
+    for (double x = s.ph_min; x < hi - eps; x += strip) {
+      const double x2 = std::min(x + strip, s.ph_max);
+      if (x2 < lo + eps) continue;
+      const double xm = std::clamp((x + x2) / 2, lo, hi);
+      double ylo = 1e300, yhi = -1e300;
+      for (size_t j = 0; j + 1 < a.polygon.size(); ++j) {
+        const EphPoint& p = a.polygon[j];
+        const EphPoint& q = a.polygon[j + 1];
+        if ((p[0] - xm) * (q[0] - xm) > 0) continue;
+        const double t = q[0] == p[0] ? 0 : (xm - p[0]) / (q[0] - p[0]);
+        const double y = p[1] + t * (q[1] - p[1]);
+        ylo = std::min({ylo, y, q[0] == p[0] ? std::min(p[1], q[1]) : y});
+        yhi = std::max({yhi, y, q[0] == p[0] ? std::max(p[1], q[1]) : y});
+      }
+      if (ylo < yhi) pic.fills.push_back({std::max(x, lo), ylo, std::min(x2, hi), yhi, k});
+    }
+    pic.labels.push_back({a.species, a.label[0], a.label[1], k});
+  }
+  for (const auto& line : {d.o2_line, d.h2_line}) {
+    // Clipped to the Eh limits (the line falls with pH).
+    EphPoint a = line[0], b = line[1];
+    const double slope = (b[1] - a[1]) / (b[0] - a[0]);
+    auto at_eh = [&](double eh) { return EphPoint{a[0] + (eh - a[1]) / slope, eh}; };
+    if (a[1] > s.eh_max) a = at_eh(s.eh_max);
+    if (b[1] < s.eh_min) b = at_eh(s.eh_min);
+    if (a[0] < b[0] && a[1] >= s.eh_min && b[1] <= s.eh_max) pic.lines.push_back({a[0], a[1], b[0], b[1]});
+  }
+  return pic;
+}
+
+}  // namespace zyl::diagrams

@@ -1,0 +1,333 @@
+#include "diagrams/window/zyl_eph_form.h"
+
+#include <QCheckBox>
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileDialog>
+#include <QGridLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QProcess>
+#include <QPushButton>
+#include <QVBoxLayout>
+#include <cmath>
+
+#include "diagrams/eph_setup.h"
+#include "platform/paths.h"
+#include "platform/window/qt_messages.h"
+#include "thermo/formula.h"
+#include "thermo/lookup.h"
+
+namespace zyl::diagrams {
+
+namespace {
+
+// Element symbols in order of atomic number, as the element lists show them.
+constexpr const char* kSymbols[] = {
+    "H",  "He", "Li", "Be", "B",  "C",  "N",  "O",  "F",  "Ne", "Na", "Mg", "Al", "Si", "P",  "S",  "Cl", "Ar",
+    "K",  "Ca", "Sc", "Ti", "V",  "Cr", "Mn", "Fe", "Co", "Ni", "Cu", "Zn", "Ga", "Ge", "As", "Se", "Br", "Kr",
+    "Rb", "Sr", "Y",  "Zr", "Nb", "Mo", "Tc", "Ru", "Rh", "Pd", "Ag", "Cd", "In", "Sn", "Sb", "Te", "I",  "Xe",
+    "Cs", "Ba", "La", "Ce", "Pr", "Nd", "Pm", "Sm", "Eu", "Gd", "Tb", "Dy", "Ho", "Er", "Tm", "Yb", "Lu", "Hf",
+    "Ta", "W",  "Re", "Os", "Ir", "Pt", "Au", "Hg", "Tl", "Pb", "Bi", "Po", "At", "Rn", "Fr", "Ra", "Ac", "Th",
+    "Pa", "U",  "Np", "Pu", "Am", "Cm", "Bk", "Cf", "Es", "Fm", "Md", "No", "Lr"};
+/// A loaded file re-selects an element only among the first entries of the list.
+constexpr int kReselectEntries = 100;
+
+std::optional<double> Number(const QLineEdit* e) {
+  bool ok = false;
+  const double v = e->text().trimmed().toDouble(&ok);
+  return ok && std::isfinite(v) ? std::optional<double>(v) : std::nullopt;
+}
+
+QString Fixed(double v, int decimals) { return QString::fromStdString(FormatFixed(v, decimals)); }
+
+bool DefaultLaunch(const QString& file) {
+  const QString program = QDir(QCoreApplication::applicationDirPath()).filePath("zyl-eph");
+  return QProcess::startDetached(program, {file});
+}
+
+}  // namespace
+
+ZylEpH::ZylEpH(QWidget* parent, SpeciesLister lister, platform::Messages* messages)
+    : QWidget(parent), lister_(std::move(lister)), launcher_(DefaultLaunch), messages_(messages) {
+  setObjectName("ZylEpH");
+  setWindowTitle(tr("Eh - pH - Diagrams"));
+  if (!lister_) {
+    lister_ = [](const std::string& element) { return EphSpeciesOf(element, thermo::SharedSpeciesDatabases()); };
+  }
+  if (!messages_) {
+    own_messages_ = std::make_unique<platform::window::QtMessages>(this);
+    messages_ = own_messages_.get();
+  }
+  BuildUi();
+}
+
+ZylEpH::~ZylEpH() = default;
+
+int ZylEpH::CategoryOf(const std::string& name) {
+  const bool charged = thermo::ParseFormula(name).Charge() != 0;
+  auto ends = [&](std::string_view t) { return name.size() >= t.size() && name.ends_with(t); };
+  if (ends("a)")) return charged ? 0 : 1;
+  if (ends("g)")) return charged ? 3 : 4;
+  if (ends("(l)")) return 5;
+  return 2;
+}
+
+void ZylEpH::BuildUi() {
+  auto* top = new QHBoxLayout(this);
+  auto* left = new QVBoxLayout;
+  auto* gEl = new QGroupBox(tr("Main element"), this);
+  auto* lEl = new QVBoxLayout(gEl);
+  ListEle = new QListWidget(gEl);
+  ListEle->setObjectName("ListEle");
+  auto* gEl2 = new QGroupBox(tr("Other elements"), this);
+  auto* lEl2 = new QVBoxLayout(gEl2);
+  ListEle2 = new QListWidget(gEl2);
+  ListEle2->setObjectName("ListEle2");
+  ListEle2->setSelectionMode(QAbstractItemView::MultiSelection);
+  for (const char* s : kSymbols) {
+    ListEle->addItem(s);
+    ListEle2->addItem(s);
+  }
+  lEl->addWidget(ListEle);
+  lEl2->addWidget(ListEle2);
+  left->addWidget(gEl);
+  left->addWidget(gEl2);
+  auto* gCat = new QGroupBox(tr("Species"), this);
+  auto* lCat = new QVBoxLayout(gCat);
+  for (size_t i = 0; i < categories_.size(); ++i) {
+    categories_[i] = new QCheckBox(tr(kCategories[i]), gCat);
+    categories_[i]->setObjectName(QString("Cat%1").arg(i + 1));
+    categories_[i]->setChecked(i != 3);  // gas ions off: no species of an aqueous system
+    lCat->addWidget(categories_[i]);
+  }
+  ButOK = new QPushButton(tr("&List Species"), gCat);
+  ButOK->setObjectName("ButOK");
+  lCat->addWidget(ButOK);
+  left->addWidget(gCat);
+  top->addLayout(left);
+
+  auto* mid = new QVBoxLayout;
+  SpList = new QListWidget(this);
+  SpList->setObjectName("SpList");
+  SpList->setSelectionMode(QAbstractItemView::MultiSelection);
+  mid->addWidget(new QLabel(tr("Species of the system (water is always included)"), this));
+  mid->addWidget(SpList);
+  top->addLayout(mid, 1);
+
+  auto* right = new QVBoxLayout;
+  auto* gT = new QGroupBox(tr("Temperatures"), this);
+  auto* lT = new QGridLayout(gT);
+  for (int i = 0; i < kMaxEphTemperatures; ++i) {
+    TempRange[i] = new QLineEdit(gT);
+    TempRange[i]->setObjectName(QString("TempRange%1").arg(i + 1));
+    lT->addWidget(TempRange[i], i, 0);
+  }
+  TempRange[0]->setText("25.00");
+  ButCK = new QPushButton(" C", gT);
+  ButCK->setObjectName("ButCK");
+  lT->addWidget(ButCK, 0, 1);
+  right->addWidget(gT);
+  auto* gC = new QGroupBox(tr("Conditions"), this);
+  auto* lC = new QGridLayout(gC);
+  auto field = [&](QGridLayout* l, int row, const QString& label, const char* name, const QString& value) {
+    auto* e = new QLineEdit(value, l->parentWidget());
+    e->setObjectName(name);
+    l->addWidget(new QLabel(label, l->parentWidget()), row, 0);
+    l->addWidget(e, row, 1);
+    return e;
+  };
+  TextAct = field(lC, 0, tr("log activity of dissolved species"), "TextAct", "-6");
+  TextPres = field(lC, 1, tr("log pressure of gases (bar)"), "TextPres", "0");
+  right->addWidget(gC);
+  auto* gA = new QGroupBox(tr("Axes"), this);
+  auto* lA = new QGridLayout(gA);
+  TextEhMin = field(lA, 0, tr("Eh min (V)"), "TextEhMin", "-2");
+  TextEhMax = field(lA, 1, tr("Eh max (V)"), "TextEhMax", "2");
+  TextPhMin = field(lA, 2, tr("pH min"), "TextPhMin", "0");
+  TextPhMax = field(lA, 3, tr("pH max"), "TextPhMax", "14");
+  right->addWidget(gA);
+  FileNa = new QLineEdit(this);
+  FileNa->setObjectName("FileNa");
+  FileNa->setReadOnly(true);
+  right->addWidget(FileNa);
+  auto* buttons = new QHBoxLayout;
+  FOpen = new QPushButton(tr("&Open"), this);
+  FOpen->setObjectName("FOpen");
+  ButSave = new QPushButton(tr("&Save"), this);
+  ButSave->setObjectName("ButSave");
+  ButPsd = new QPushButton(tr("&Diagram"), this);
+  ButPsd->setObjectName("ButPsd");
+  for (QPushButton* b : {FOpen, ButSave, ButPsd}) buttons->addWidget(b);
+  right->addLayout(buttons);
+  right->addStretch();
+  top->addLayout(right);
+
+  connect(ButOK, &QPushButton::clicked, this, &ZylEpH::ButOK_Click);
+  connect(ButCK, &QPushButton::clicked, this, &ZylEpH::ButCK_Click);
+  connect(ButSave, &QPushButton::clicked, this, &ZylEpH::ButSave_Click);
+  connect(FOpen, &QPushButton::clicked, this, &ZylEpH::FOpen_Click);
+  connect(ButPsd, &QPushButton::clicked, this, &ZylEpH::ButPsd_Click);
+}
+
+void ZylEpH::Message(const std::string& text) { messages_->Show(text); }
+
+QString ZylEpH::FileName() const { return FileNa->text(); }
+
+void ZylEpH::SelectElements(const QStringList& symbols) {
+  ListEle->clearSelection();
+  ListEle2->clearSelection();
+  for (int i = 0; i < symbols.size(); ++i) {
+    QListWidget* list = i == 0 ? ListEle : ListEle2;
+    for (int r = 0; r < std::min(list->count(), kReselectEntries); ++r)
+      if (list->item(r)->text() == symbols[i]) list->item(r)->setSelected(true);
+  }
+  ButOK_Click();
+}
+
+void ZylEpH::ButOK_Click() {
+  SpList->clear();
+  const auto sel = ListEle->selectedItems();
+  if (sel.isEmpty()) {
+    Message("Please, select an Element");
+    return;
+  }
+  for (const std::string& name : lister_(sel.first()->text().toStdString())) {
+    if (categories_[static_cast<size_t>(CategoryOf(name))]->isChecked()) SpList->addItem(QString::fromStdString(name));
+  }
+  SelectSpecies();
+}
+
+void ZylEpH::SelectSpecies(const QStringList& names) {
+  for (int r = 0; r < SpList->count(); ++r)
+    SpList->item(r)->setSelected(names.isEmpty() || names.contains(SpList->item(r)->text()));
+}
+
+void ZylEpH::ButCK_Click() {
+  // Converts the entered temperatures to the other unit.
+  const double shift = celsius_ ? kCelsiusOffset : -kCelsiusOffset;
+  for (QLineEdit* e : TempRange)
+    if (auto v = Number(e)) e->setText(Fixed(*v + shift, 2));
+  celsius_ = !celsius_;
+  ButCK->setText(celsius_ ? " C" : " K");
+}
+
+std::optional<IepSetup> ZylEpH::CurrentSetup(bool report) {
+  IepSetup s;
+  s.celsius = celsius_;
+  const auto main = ListEle->selectedItems();
+  auto act = Number(TextAct), pres = Number(TextPres);
+  auto ehmin = Number(TextEhMin), ehmax = Number(TextEhMax), phmin = Number(TextPhMin), phmax = Number(TextPhMax);
+  if (!act || !pres || !ehmin || !ehmax || !phmin || !phmax) {
+    if (report) Message("Please, enter numbers for the activity, the pressure and the axis limits.");
+    return std::nullopt;
+  }
+  if (!main.isEmpty()) s.elements.push_back({main.first()->text().toStdString(), *act, *pres});
+  for (int r = 0; r < ListEle2->count(); ++r)
+    if (ListEle2->item(r)->isSelected()) s.elements.push_back({ListEle2->item(r)->text().toStdString(), *act, *pres});
+  for (QLineEdit* e : TempRange) {
+    if (e->text().trimmed().isEmpty()) continue;
+    auto v = Number(e);
+    if (!v || ToKelvin(*v, celsius_) <= 0) {
+      if (report) Message("Please, enter temperatures above 0 K.");
+      return std::nullopt;
+    }
+    s.temperatures.push_back(*v);
+  }
+  s.log_activity.assign(s.temperatures.size(), *act);
+  s.log_pressure.assign(s.temperatures.size(), *pres);
+  s.eh_min = *ehmin, s.eh_max = *ehmax, s.ph_min = *phmin, s.ph_max = *phmax;
+  for (int r = 0; r < SpList->count(); ++r)
+    if (SpList->item(r)->isSelected()) s.species.push_back(SpList->item(r)->text().toStdString());
+  if (std::string e = ValidateIep(s); !e.empty()) {
+    if (report) Message(e);
+    return std::nullopt;
+  }
+  if (!(s.eh_min < s.eh_max) || !(s.ph_min < s.ph_max)) {
+    if (report) Message("The axis limits must be increasing: Eh min < Eh max and pH min < pH max.");
+    return std::nullopt;
+  }
+  return s;
+}
+
+bool ZylEpH::SaveSetup(const QString& path) {
+  auto s = CurrentSetup();
+  if (!s) return false;
+  if (std::string e = WriteIep(path.toStdString(), *s); !e.empty()) {
+    Message(e);
+    return false;
+  }
+  FileNa->setText(path);
+  return true;
+}
+
+bool ZylEpH::LoadSetup(const QString& path) {
+  IepReadResult r = ReadIep(path.toStdString());
+  if (!r.setup) {
+    Message(r.error);
+    return false;
+  }
+  const IepSetup& s = *r.setup;
+  QStringList symbols;
+  for (const IepElement& e : s.elements) symbols << QString::fromStdString(e.symbol);
+  if (!s.elements.empty()) {
+    TextAct->setText(QString::number(s.log_activity.empty() ? s.elements[0].log_activity : s.log_activity[0]));
+    TextPres->setText(QString::number(s.log_pressure.empty() ? s.elements[0].log_pressure : s.log_pressure[0]));
+  }
+  if (celsius_ != s.celsius) {
+    celsius_ = s.celsius;
+    ButCK->setText(celsius_ ? " C" : " K");
+  }
+  for (int i = 0; i < kMaxEphTemperatures; ++i)
+    TempRange[i]->setText(static_cast<size_t>(i) < s.temperatures.size() ? Fixed(s.temperatures[i], 2) : QString());
+  TextEhMin->setText(QString::number(s.eh_min));
+  TextEhMax->setText(QString::number(s.eh_max));
+  TextPhMin->setText(QString::number(s.ph_min));
+  TextPhMax->setText(QString::number(s.ph_max));
+  SelectElements(symbols);
+  SpList->clearSelection();
+  std::string missing;
+  for (const std::string& name : s.species) {
+    const auto found = SpList->findItems(QString::fromStdString(name), Qt::MatchExactly);
+    if (found.isEmpty()) {
+      missing += "The Specie: " + name + " is no longer available.\n";
+      continue;
+    }
+    found.first()->setSelected(true);
+  }
+  if (!missing.empty()) Message(missing + "Check Search Mode Options.");
+  FileNa->setText(path);
+  return true;
+}
+
+void ZylEpH::ButSave_Click() {
+  if (!CurrentSetup()) return;
+  const QString folder = QString::fromStdString((platform::UserDataDir() / "EpH").string());
+  QDir().mkpath(folder);
+  QString path = QFileDialog::getSaveFileName(this, tr("Save"), folder, tr("EpH Files (*.iep)"));
+  if (path.isEmpty()) return;
+  if (!path.endsWith(".iep", Qt::CaseInsensitive)) path += ".iep";
+  SaveSetup(path);
+}
+
+void ZylEpH::FOpen_Click() {
+  const QString folder = QString::fromStdString((platform::UserDataDir() / "EpH").string());
+  QString path = QFileDialog::getOpenFileName(this, tr("Open"), folder, tr("EpH Files (*.iep)"));
+  if (!path.isEmpty()) LoadSetup(path);
+}
+
+void ZylEpH::ButPsd_Click() {
+  if (FileNa->text().isEmpty()) ButSave_Click();
+  else if (!SaveSetup(FileNa->text())) return;  // the diagram shows what the form holds now
+  if (FileNa->text().isEmpty()) return;
+  if (!launcher_(FileNa->text())) {
+    Message("Can not start the Eh - pH diagram program zyl-eph.");
+    return;
+  }
+  close();
+}
+
+}  // namespace zyl::diagrams

@@ -1,0 +1,109 @@
+// The Eh-pH set-up form: species by category, refusals, save and load with the missing-species
+// message, the unit toggle, and the diagram button saving before it starts the program.
+#include "diagrams/window/zyl_eph_form.h"
+
+#include <gtest/gtest.h>
+
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPushButton>
+#include <QTemporaryDir>
+
+#include "platform/files.h"
+#include "platform/messages.h"
+
+namespace zyl::diagrams {
+namespace {
+
+std::vector<std::string> CopperSpecies(const std::string& element) {
+  if (element != "Cu") return {};
+  return {"Cu", "Cu(+2a)", "CuO(a)", "Cu2O", "CuO", "Cu(g)", "Cu(+g)", "Cu(l)"};
+}
+
+struct Form {
+  platform::HeadlessMessages msgs{false};
+  ZylEpH form{nullptr, CopperSpecies, &msgs};
+  QStringList launched;
+  Form() {
+    form.SetLauncher([this](const QString& f) {
+      launched << f;
+      return true;
+    });
+  }
+  QListWidget* SpList() { return form.findChild<QListWidget*>("SpList"); }
+  QLineEdit* Edit(const char* name) { return form.findChild<QLineEdit*>(name); }
+};
+
+TEST(ZylEpHForm, CategoriesOfSpecies) {
+  EXPECT_EQ(ZylEpH::CategoryOf("Cu(+2a)"), 0);
+  EXPECT_EQ(ZylEpH::CategoryOf("CuO(a)"), 1);
+  EXPECT_EQ(ZylEpH::CategoryOf("CuO"), 2);
+  EXPECT_EQ(ZylEpH::CategoryOf("Cu(+g)"), 3);
+  EXPECT_EQ(ZylEpH::CategoryOf("Cu(g)"), 4);
+  EXPECT_EQ(ZylEpH::CategoryOf("Cu(l)"), 5);
+}
+
+TEST(ZylEpHForm, ListsSpeciesAndRefuses) {
+  Form f;
+  f.form.ButOK_Click();
+  EXPECT_EQ(f.msgs.Last(), "Please, select an Element");
+  f.form.SelectElements({"Cu"});
+  EXPECT_EQ(f.SpList()->count(), 7);  // gas ions are not offered by default
+  EXPECT_TRUE(f.SpList()->findItems("Cu(+g)", Qt::MatchExactly).isEmpty());
+  f.form.SelectSpecies({"Cu", "CuO"});
+  EXPECT_FALSE(f.form.CurrentSetup());
+  EXPECT_EQ(f.msgs.Last(), "Please, select at least three Species");
+  f.form.SelectSpecies();
+  f.Edit("TempRange1")->clear();
+  EXPECT_FALSE(f.form.CurrentSetup());
+  EXPECT_EQ(f.msgs.Last(), "Please, select at least one Temperature");
+  f.Edit("TempRange2")->setText("100");
+  auto s = f.form.CurrentSetup();
+  ASSERT_TRUE(s);
+  EXPECT_EQ(s->temperatures, std::vector<double>{100});
+  EXPECT_EQ(s->eh_min, -2);
+  EXPECT_EQ(s->ph_max, 14);
+  EXPECT_EQ(s->elements.at(0).log_activity, -6);
+}
+
+TEST(ZylEpHForm, UnitToggleConvertsTemperatures) {
+  Form f;
+  f.form.findChild<QPushButton*>("ButCK")->click();
+  EXPECT_EQ(f.Edit("TempRange1")->text(), "298.15");
+  EXPECT_EQ(f.form.findChild<QPushButton*>("ButCK")->text(), " K");
+  f.form.findChild<QPushButton*>("ButCK")->click();
+  EXPECT_EQ(f.Edit("TempRange1")->text(), "25.00");
+}
+
+TEST(ZylEpHForm, SavesLoadsAndStartsTheProgram) {
+  QTemporaryDir dir;
+  const QString path = dir.filePath("cu.iep");
+  {
+    Form f;
+    f.form.SelectElements({"Cu"});
+    for (int i = 0; i < 4; ++i) f.Edit(qPrintable(QString("TempRange%1").arg(i + 1)))->setText(QString::number(25 + 50 * i));
+    ASSERT_TRUE(f.form.SaveSetup(path)) << f.msgs.Last();
+  }
+  // One species gone from the offered list: loading goes on and says so.
+  Form g;
+  g.form.findChild<QListWidget*>("ListEle");  // built
+  auto text = platform::ReadFile(path.toStdString());
+  ASSERT_TRUE(text);
+  std::string edited = *text;
+  edited.insert(edited.rfind("N\n"), "Cu(OH)2, 1.0, 1.0, 1.0, 1.0\n");
+  ASSERT_TRUE(platform::WriteFileAtomic(path.toStdString(), edited));
+  ASSERT_TRUE(g.form.LoadSetup(path));
+  EXPECT_EQ(g.msgs.Last(), "The Specie: Cu(OH)2 is no longer available.\nCheck Search Mode Options.");
+  EXPECT_EQ(g.Edit("TempRange4")->text(), "175.00");
+  EXPECT_EQ(g.SpList()->selectedItems().size(), 7);
+  // The diagram button writes what the form holds, then hands the file over.
+  g.Edit("TempRange4")->clear();
+  g.form.ButPsd_Click();
+  ASSERT_EQ(g.launched, QStringList{path});
+  auto again = ReadIep(path.toStdString());
+  ASSERT_TRUE(again.setup);
+  EXPECT_EQ(again.setup->temperatures.size(), 3u);
+}
+
+}  // namespace
+}  // namespace zyl::diagrams
