@@ -8,6 +8,7 @@ namespace {
 constexpr Rgb kLineColors[] = {{0, 92, 175},  {200, 30, 30},  {0, 140, 60},  {150, 60, 170}, {230, 120, 0},
                                {0, 150, 160}, {120, 80, 40},  {210, 40, 140}, {90, 90, 90},  {110, 150, 0}};
 constexpr double kMarkHeight = 0.012;  ///< of the y span
+constexpr double kLabelGap = 0.045;    ///< smallest vertical distance of two labels, of the y span
 }  // namespace
 
 Palette LinePalette() {
@@ -52,6 +53,16 @@ DiagramPicture BuildHscgPicture(const HscgTable& t, double ymin, double ymax) {
       const double y = std::clamp(s.values[last], lo + 2 * mark, hi - 2 * mark);
       pic.labels.push_back({s.species, t.T[last] - 0.06 * (pic.x.max - pic.x.min), y + 1.5 * mark, colour});
     }
+  }
+  // Labels kept apart vertically so that lines ending close together stay readable.
+  const double gap = kLabelGap * (hi - lo);
+  std::vector<size_t> order(pic.labels.size());
+  for (size_t i = 0; i < order.size(); ++i) order[i] = i;
+  std::sort(order.begin(), order.end(), [&](size_t a, size_t b) { return pic.labels[a].y > pic.labels[b].y; });
+  for (size_t i = 1; i < order.size(); ++i) {
+    auto& cur = pic.labels[order[i]];
+    const auto& prev = pic.labels[order[i - 1]];
+    if (prev.y - cur.y < gap) cur.y = prev.y - gap;
   }
   return pic;
 }
