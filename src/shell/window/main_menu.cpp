@@ -16,6 +16,7 @@
 #include <QVBoxLayout>
 
 #include "balance/window/balance_window.h"
+#include "diagrams/window/pic_table.h"
 #include "diagrams/window/predom_window.h"
 #include "platform/window/help.h"
 #include "platform/window/link.h"
@@ -278,7 +279,7 @@ void MainMenu::StartMW() {
 }
 
 void MainMenu::StartEpH() { OpenNotBuilt("StartEpH"); }
-void MainMenu::StartZYLG() { OpenNotBuilt("StartZYLG"); }
+void MainMenu::StartZYLG() { OpenModule(new diagrams::window::PicTable); }
 void MainMenu::StartTPP() {
   auto* w = new diagrams::Predom;
   connect(w, &diagrams::Predom::helpRequested, this, [](const QString& chapter) { platform::window::ShowHelpChapter(chapter); });
