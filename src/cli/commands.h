@@ -21,6 +21,7 @@ void RegisterSheet(CLI::App& app);     // zyl sheet
 void RegisterTpp(CLI::App& app);       // zyl tpp
 void RegisterBalance(CLI::App& app);   // zyl balance, zyl stream
 void RegisterDiagram(CLI::App& app);   // zyl diagram
+void RegisterUnits(CLI::App& app);     // zyl units
 
 /// The exit status that main returns; a subcommand sets it when it fails.
 int& ExitCode();

@@ -82,6 +82,7 @@ int Main(int argc, char** argv) {
   RegisterTpp(app);
   RegisterBalance(app);
   RegisterDiagram(app);
+  RegisterUnits(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
