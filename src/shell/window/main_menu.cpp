@@ -28,6 +28,7 @@
 #include "shell/window/not_built.h"
 #include "shell/window/settings_form.h"
 #include "thermo/window/formula_weights.h"
+#include "units/window/units_form.h"
 
 namespace zyl::shell::window {
 
@@ -290,7 +291,7 @@ void MainMenu::StartMiner() { OpenNotBuilt("StartMiner"); }
 void MainMenu::StartConver() { OpenNotBuilt("StartConver"); }
 void MainMenu::StartEleTable() { OpenNotBuilt("StartEleTable"); }
 void MainMenu::StartWater() { OpenNotBuilt("StartWater"); }
-void MainMenu::StartUnits() { OpenNotBuilt("StartUnits"); }
+void MainMenu::StartUnits() { OpenModule(new units::window::Units); }
 void MainMenu::StartDataBase() { OpenNotBuilt("StartDataBase"); }
 
 void MainMenu::ShowSettings() {
