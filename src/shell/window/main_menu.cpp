@@ -28,6 +28,7 @@
 #include "shell/window/not_built.h"
 #include "shell/window/settings_form.h"
 #include "thermo/window/formula_weights.h"
+#include "thermo/window/periodic_chart.h"
 #include "units/window/units_form.h"
 
 namespace zyl::shell::window {
@@ -289,7 +290,7 @@ void MainMenu::StartTPP() {
 void MainMenu::StartLPP() { OpenNotBuilt("StartLPP"); }
 void MainMenu::StartMiner() { OpenNotBuilt("StartMiner"); }
 void MainMenu::StartConver() { OpenNotBuilt("StartConver"); }
-void MainMenu::StartEleTable() { OpenNotBuilt("StartEleTable"); }
+void MainMenu::StartEleTable() { OpenModule(new thermo::window::PeriodicChart); }
 void MainMenu::StartWater() { OpenNotBuilt("StartWater"); }
 void MainMenu::StartUnits() { OpenModule(new units::window::Units); }
 void MainMenu::StartDataBase() { OpenNotBuilt("StartDataBase"); }
