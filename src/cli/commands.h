@@ -22,6 +22,7 @@ void RegisterTpp(CLI::App& app);       // zyl tpp
 void RegisterBalance(CLI::App& app);   // zyl balance, zyl stream
 void RegisterDiagram(CLI::App& app);   // zyl diagram
 void RegisterUnits(CLI::App& app);     // zyl units
+void RegisterConvert(CLI::App& app);   // zyl convert
 
 /// The exit status that main returns; a subcommand sets it when it fails.
 int& ExitCode();

@@ -83,6 +83,7 @@ int Main(int argc, char** argv) {
   RegisterBalance(app);
   RegisterDiagram(app);
   RegisterUnits(app);
+  RegisterConvert(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
