@@ -5,6 +5,7 @@
 #include <QToolButton>
 #include <set>
 
+#include "platform/window/qt_app.h"
 #include "thermo/lookup.h"
 
 namespace zyl::thermo::window {
@@ -31,6 +32,7 @@ TEST(PeriodicChart, PlacesFollowThePeriodicTable) {
 }
 
 TEST(PeriodicChart, ListsTheSpeciesOfAnElement) {
+  testing::App();
   auto& dbs = SharedSpeciesDatabases();
   dbs.main = OpenSpeciesDb(std::filesystem::path(ZYL_SOURCE_DATA_DIR) / "Databases" / "MainDB6.ZYL");
   ASSERT_TRUE(dbs.main);
