@@ -3,6 +3,9 @@
 
 #include <benchmark/benchmark.h>
 
+#include "diagrams/hscg.h"
+#include "thermo/lookup.h"
+
 #include <set>
 #include <tuple>
 
@@ -84,6 +87,26 @@ void BM_BuildPicture(benchmark::State& state) {
   }
 }
 BENCHMARK(BM_BuildPicture)->Unit(benchmark::kMillisecond);
+
+// The Ellingham table of eight oxides, 300 to 2000 K by 25 K with the transition rows, on the shipped
+// database (the button "Table" of the H, S, C and G form).
+void BM_EllinghamTable(benchmark::State& state) {
+  zyl::thermo::SpeciesDatabases dbs;
+  dbs.main = zyl::thermo::OpenSpeciesDb(zyl::thermo::DefaultMainDbPath());
+  if (!dbs.main) {
+    state.SkipWithError("no shipped database");
+    return;
+  }
+  HscgOptions o;
+  o.t1 = 300, o.t2 = 2000, o.step = 25;
+  o.temp_unit = zyl::reactions::TempUnit::Kelvin;
+  const std::vector<std::string> oxides = {"Cu2O", "NiO", "FeO", "ZnO", "SiO2", "Al2O3", "MgO", "CaO"};
+  for (auto _ : state) {
+    HscgTable t = CalcHscgTable(HscgQuantity::DeltaG, oxides, o, dbs);
+    benchmark::DoNotOptimize(t.series.data());
+  }
+}
+BENCHMARK(BM_EllinghamTable)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 
