@@ -11,6 +11,8 @@
 #include "diagrams/picture.h"
 #include "diagrams/predom.h"
 #include "diagrams/eph_setup.h"
+#include "diagrams/hscg.h"
+#include "thermo/lookup.h"
 #include "thermo/species_db.h"
 
 namespace {
@@ -111,6 +113,25 @@ void BM_EphIron(benchmark::State& state) {
   state.counters["areas"] = static_cast<double>(areas);
 }
 BENCHMARK(BM_EphIron)->Unit(benchmark::kMillisecond);
+// The Ellingham table of eight oxides, 300 to 2000 K by 25 K with the transition rows, on the shipped
+// database (the button "Table" of the H, S, C and G form).
+void BM_EllinghamTable(benchmark::State& state) {
+  zyl::thermo::SpeciesDatabases dbs;
+  dbs.main = zyl::thermo::OpenSpeciesDb(zyl::thermo::DefaultMainDbPath());
+  if (!dbs.main) {
+    state.SkipWithError("no shipped database");
+    return;
+  }
+  HscgOptions o;
+  o.t1 = 300, o.t2 = 2000, o.step = 25;
+  o.temp_unit = zyl::reactions::TempUnit::Kelvin;
+  const std::vector<std::string> oxides = {"Cu2O", "NiO", "FeO", "ZnO", "SiO2", "Al2O3", "MgO", "CaO"};
+  for (auto _ : state) {
+    HscgTable t = CalcHscgTable(HscgQuantity::DeltaG, oxides, o, dbs);
+    benchmark::DoNotOptimize(t.series.data());
+  }
+}
+BENCHMARK(BM_EllinghamTable)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

@@ -26,6 +26,9 @@ void RegisterMiner(CLI::App& app);     // zyl miner
 void RegisterHeatLoss(CLI::App& app);  // zyl heatloss
 void RegisterCell(CLI::App& app);      // zyl cell
 void RegisterEph(CLI::App& app);       // zyl eph, zyl eph new, zyl lpp
+void RegisterDiagram(CLI::App& app);   // zyl diagram
+void RegisterUnits(CLI::App& app);     // zyl units
+void RegisterConvert(CLI::App& app);   // zyl convert
 
 /// The exit status that main returns; a subcommand sets it when it fails.
 int& ExitCode();

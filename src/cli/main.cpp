@@ -87,6 +87,9 @@ int Main(int argc, char** argv) {
   RegisterHeatLoss(app);
   RegisterCell(app);
   RegisterEph(app);
+  RegisterDiagram(app);
+  RegisterUnits(app);
+  RegisterConvert(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {

@@ -231,6 +231,7 @@ std::string WritePicture(const DiagramPicture& p) {
   for (const Segment& s : p.lines) out += fmt::format("L {} {} {} {}\n", s.x1, s.y1, s.x2, s.y2);
   for (const PictureFill& f : p.fills) out += fmt::format("F {} {} {} {} {}\n", f.x1, f.y1, f.x2, f.y2, f.species);
   for (const PictureFill& b : p.boxes) out += fmt::format("B {} {} {} {} {}\n", b.x1, b.y1, b.x2, b.y2, b.species);
+  for (const PictureCurve& c : p.curves) out += fmt::format("C {} {} {} {} {}\n", c.x1, c.y1, c.x2, c.y2, c.species);
   for (const PictureLabel& l : p.labels) out += fmt::format("T {} {} {} {}\n", l.x, l.y, l.species, l.text);
   return out;
 }
@@ -284,6 +285,11 @@ std::optional<DiagramPicture> ReadPicture(std::string_view text, std::string* er
       int s = 0;
       if (!ReadNumbers(rest, v, 4) || !ReadNumbers(rest, &s, 1)) return fail(n + 1);
       (key == "F" ? p.fills : p.boxes).push_back({v[0], v[1], v[2], v[3], s});
+    } else if (key == "C") {
+      double v[4];
+      int s = 0;
+      if (!ReadNumbers(rest, v, 4) || !ReadNumbers(rest, &s, 1)) return fail(n + 1);
+      p.curves.push_back({v[0], v[1], v[2], v[3], s});
     } else if (key == "T") {
       double v[2];
       int s = 0;

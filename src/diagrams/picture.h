@@ -62,6 +62,12 @@ struct PictureLabel {
   int species;
 };
 
+/// A line piece drawn in a species' colour (function-of-temperature diagrams).
+struct PictureCurve {
+  double x1, y1, x2, y2;
+  int species;
+};
+
 struct DiagramPicture {
   std::string title, subtitle;
   PictureAxis x, y;
@@ -70,6 +76,7 @@ struct DiagramPicture {
   std::vector<PictureLabel> labels;
   /// Final cells of the border, drawn as filled black boxes instead of the traced lines.
   std::vector<PictureFill> boxes;
+  std::vector<PictureCurve> curves;  ///< display units, in species colours
   bool fill_areas = true;
   Palette palette;
 };

@@ -147,6 +147,16 @@ void PaintDiagram(QPainter& p, const QRectF& target, const DiagramPicture& pic, 
     }
     p.strokePath(border, QPen(ToQColor(pic.palette.At(kColorBorder)), kBorderWidth * u, Qt::SolidLine,
                               Qt::RoundCap, Qt::RoundJoin));
+    // Species curves, clipped to the plot.
+    p.save();
+    p.setClipRect(f.plot);
+    for (const PictureCurve& c : pic.curves)
+      p.strokePath([&] {
+        QPainterPath path(f.Map(c.x1, c.y1));
+        path.lineTo(f.Map(c.x2, c.y2));
+        return path;
+      }(), QPen(ToQColor(pic.palette.Species(c.species)), kBorderWidth * u, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+    p.restore();
     // Final cells as boxes, at least a pixel each so that the border stays closed.
     QPainterPath boxes;
     for (const PictureFill& b : pic.boxes) {

@@ -18,6 +18,7 @@
 #include "balance/window/balance_window.h"
 #include "balance/window/heat_loss_window.h"
 #include "cell/window/zylcell_window.h"
+#include "diagrams/window/pic_table.h"
 #include "diagrams/window/predom_window.h"
 #include "diagrams/window/zyl_eph_form.h"
 #include "diagrams/window/zyl_psd_form.h"
@@ -33,6 +34,8 @@
 #include "shell/window/settings_form.h"
 #include "thermo/window/database_window.h"
 #include "thermo/window/formula_weights.h"
+#include "thermo/window/periodic_chart.h"
+#include "units/window/units_form.h"
 #include "water/window/water_window.h"
 
 namespace zyl::shell::window {
@@ -289,7 +292,7 @@ void MainMenu::StartEpH() {
   connect(w, &diagrams::ZylEpH::helpRequested, this, [](const QString& chapter) { platform::window::ShowHelpChapter(chapter); });
   OpenModule(w);
 }
-void MainMenu::StartZYLG() { OpenNotBuilt("StartZYLG"); }
+void MainMenu::StartZYLG() { OpenModule(new diagrams::window::PicTable); }
 void MainMenu::StartTPP() {
   auto* w = new diagrams::Predom;
   connect(w, &diagrams::Predom::helpRequested, this, [](const QString& chapter) { platform::window::ShowHelpChapter(chapter); });
@@ -302,9 +305,9 @@ void MainMenu::StartLPP() {
 }
 void MainMenu::StartMiner() { OpenModule(new mineralogy::window::Miner); }
 void MainMenu::StartConver() { OpenNotBuilt("StartConver"); }
-void MainMenu::StartEleTable() { OpenNotBuilt("StartEleTable"); }
+void MainMenu::StartEleTable() { OpenModule(new thermo::window::PeriodicChart); }
 void MainMenu::StartWater() { OpenModule(new water::window::WaterWindow); }
-void MainMenu::StartUnits() { OpenNotBuilt("StartUnits"); }
+void MainMenu::StartUnits() { OpenModule(new units::window::Units); }
 void MainMenu::StartDataBase() {
   auto* w = new thermo::window::DataBase;
   w->SetJoules(!ZYL5main().Calories());

@@ -1,0 +1,103 @@
+#include "diagrams/window/pic_table.h"
+
+#include <gtest/gtest.h>
+
+#include <QAction>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QGroupBox>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QTemporaryDir>
+
+#include "platform/messages.h"
+#include "platform/window/qt_messages.h"
+#include "thermo/lookup.h"
+
+namespace zyl::diagrams::window {
+namespace {
+
+class PicTableTest : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    thermo::SharedSpeciesDatabases().main =
+        thermo::OpenSpeciesDb(std::filesystem::path(ZYL_SOURCE_DATA_DIR) / "Databases" / "MainDB6.ZYL");
+  }
+  static void TearDownTestSuite() { thermo::SharedSpeciesDatabases().main.reset(); }
+  void SetUp() override { platform::window::SetAppMessages(&messages); }
+  void TearDown() override { platform::window::SetAppMessages(nullptr); }
+  platform::HeadlessMessages messages{false};
+};
+
+TEST_F(PicTableTest, ControlsAsTheFormNamesThem) {
+  PicTable f;
+  auto* combo = f.findChild<QComboBox*>("ComboType");
+  ASSERT_TRUE(combo);
+  ASSERT_EQ(combo->count(), 9);
+  EXPECT_EQ(combo->itemText(0), "H  Enthalpy (total)");
+  EXPECT_EQ(combo->itemText(8), "Cp, H, S, G, K");
+  for (const char* name : {"F1BookP", "CheckKg", "OptionY0", "OptionY1", "OptionX0", "OptionX1", "TextXmin",
+                           "TextXmax", "TextXStep", "TextYmin", "TextYmax", "ButData", "ButDia1", "ButBal", "ListEle"})
+    EXPECT_TRUE(f.findChild<QWidget*>(name)) << name;
+  for (const char* name : {"MOpen", "MSave", "MOpenX", "MSaveX", "MCopy", "MPaste", "MPasteV", "MPrint", "MPrintA",
+                           "MPrintS", "MPrintPS", "MGetForm", "MInsR", "MDelR"})
+    EXPECT_TRUE(f.findChild<QAction*>(name)) << name;
+  EXPECT_EQ(f.findChild<QLineEdit*>("TextXStep")->text(), "50");
+  EXPECT_TRUE(f.findChild<QGroupBox*>() != nullptr);
+  // Units follow the basis.
+  EXPECT_EQ(f.findChild<QRadioButton*>("OptionY0")->text(), "cal/mol");
+  f.findChild<QCheckBox*>("CheckKg")->setChecked(true);
+  EXPECT_EQ(f.findChild<QRadioButton*>("OptionY1")->text(), "J/kg");
+}
+
+TEST_F(PicTableTest, TableDiagramAndMessages) {
+  PicTable f;
+  f.SetSpecies({"Al2O3", "", "MgO"});
+  EXPECT_EQ(f.Species(), (std::vector<std::string>{"Al2O3", "MgO"}));
+  f.findChild<QRadioButton*>("OptionX1")->setChecked(true);
+  f.findChild<QLineEdit*>("TextXmin")->setText("300");
+  ASSERT_TRUE(f.MakeTable()) << messages.Last();
+  EXPECT_EQ(f.Table().series.size(), 2u);
+  EXPECT_EQ(f.Table().T.front(), 300);
+  DiagramView* v = f.ShowDiagram();
+  ASSERT_TRUE(v);
+  EXPECT_EQ(v->Picture().labels.size(), 2u);
+  QTemporaryDir dir;
+  EXPECT_TRUE(v->SaveAs(dir.filePath("e.png")));
+  EXPECT_TRUE(QFileInfo(dir.filePath("e.png")).size() > 1000);
+  v->close();
+
+  // ButBal without exactly one element.
+  f.findChild<QPushButton*>("ButBal")->click();
+  EXPECT_EQ(messages.Last(), "Please, select One Element.");
+  // Unknown species and a bad field.
+  f.SetSpecies({"Qq7"});
+  EXPECT_FALSE(f.MakeTable());
+  EXPECT_EQ(messages.Last(), "Qq7 was not found from the Database !");
+  f.findChild<QLineEdit*>("TextXStep")->setText("x");
+  EXPECT_FALSE(f.MakeTable());
+}
+
+TEST_F(PicTableTest, RecordRangeAndFiles) {
+  PicTable f;
+  messages.ScriptText({"abc"});
+  f.findChild<QAction*>("MGetForm")->trigger();
+  EXPECT_TRUE(messages.Saw("Give record range"));
+  EXPECT_TRUE(messages.Saw("For example: 2034-2134"));
+  ASSERT_TRUE(f.GetFormulas("1-5"));
+  EXPECT_FALSE(f.Species().empty());
+  EXPECT_FALSE(f.GetFormulas("5-1"));
+
+  f.SetSpecies({"Fe2O3", "ZnO"});
+  QTemporaryDir dir;
+  ASSERT_TRUE(f.SaveFile(dir.filePath("a.DIA")));
+  PicTable g;
+  ASSERT_TRUE(g.OpenFile(dir.filePath("a.DIA")));
+  EXPECT_EQ(g.Species(), (std::vector<std::string>{"Fe2O3", "ZnO"}));
+  EXPECT_FALSE(g.OpenFile(dir.filePath("missing.DIA")));
+}
+
+}  // namespace
+}  // namespace zyl::diagrams::window
