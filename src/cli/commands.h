@@ -20,6 +20,7 @@ void RegisterReaction(CLI::App& app);  // zyl reaction
 void RegisterSheet(CLI::App& app);     // zyl sheet
 void RegisterTpp(CLI::App& app);       // zyl tpp
 void RegisterBalance(CLI::App& app);   // zyl balance, zyl stream
+void RegisterEquilibrium(CLI::App& app);  // zyl equilibrium
 
 /// The exit status that main returns; a subcommand sets it when it fails.
 int& ExitCode();

@@ -81,6 +81,7 @@ int Main(int argc, char** argv) {
   RegisterSheet(app);
   RegisterTpp(app);
   RegisterBalance(app);
+  RegisterEquilibrium(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {

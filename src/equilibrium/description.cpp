@@ -145,43 +145,37 @@ nlohmann::ordered_json DescriptionJson(const Description& d) {
   return j;
 }
 
-CalcResult Calculate(const Description& d, const thermo::SpeciesDatabases& dbs) {
-  CalcResult res;
+PreparedSystem Prepare(const Description& d, const thermo::SpeciesDatabases& dbs) {
+  PreparedSystem sys;
   const double p_atm = d.bar ? d.P * kAtmPerBar : d.P;
   if (!(p_atm > 0)) {
-    res.error = "The pressure must be positive.";
-    return res;
+    sys.error = "The pressure must be positive.";
+    return sys;
   }
-  // Species of the problem with their data and composition.
-  GibbsProblem pr;
+  GibbsProblem& pr = sys.problem;
   pr.pressure = p_atm;  // G° values refer to 1 atm
-  std::vector<thermo::SpeciesData> data;
-  struct Slot {
-    size_t phase, species;
-  };
-  std::vector<Slot> slots;
   for (size_t pi = 0; pi < d.phases.size(); ++pi) {
     const auto& ph = d.phases[pi];
     if (ph.type == PhaseType::Solution || ph.type == PhaseType::Aqueous) {
-      res.error = "Phase " + ph.name + ": solution and aqueous phases are not supported by this solver yet.";
-      return res;
+      sys.error = "Phase " + ph.name + ": solution and aqueous phases are not supported by this solver yet.";
+      return sys;
     }
     for (size_t si = 0; si < ph.species.size(); ++si) {
       const auto& name = ph.species[si].name;
       auto loc = thermo::FindSpecies(name, dbs);
       if (!loc) {
-        res.error = "Species not found in the databases: " + name;
-        return res;
+        sys.error = "Species not found in the databases: " + name;
+        return sys;
       }
       auto sd = thermo::ReadSpeciesData(loc, name);
       if (sd.ranges.empty()) {
-        res.error = "Species " + name + " has no data.";
-        return res;
+        sys.error = "Species " + name + " has no data.";
+        return sys;
       }
       auto comp = thermo::ParseFormula(name);
       if (!comp.ok() || comp.entries.empty()) {
-        res.error = "Species " + name + ": the formula can not be read.";
-        return res;
+        sys.error = "Species " + name + ": the formula can not be read.";
+        return sys;
       }
       GibbsSpecies gs;
       gs.name = name;
@@ -201,22 +195,40 @@ CalcResult Calculate(const Description& d, const thermo::SpeciesDatabases& dbs) 
       }
       for (size_t k = 0; k < pr.elements.size(); ++k) pr.element_mol[k] += ph.species[si].amount * gs.elements[k];
       pr.species.push_back(std::move(gs));
-      data.push_back(std::move(sd));
-      slots.push_back({pi, si});
+      sys.data.push_back(std::move(sd));
+      sys.slots.push_back({pi, si});
     }
   }
   // Charge must balance to zero; an electron "element" with a nonzero total can not be met.
   for (size_t k = 0; k < pr.elements.size(); ++k) {
     if (pr.elements[k] == thermo::kElectron) {
       if (std::fabs(pr.element_mol[k]) > 1e-12) {
-        res.error = "The species amounts carry a net charge.";
-        return res;
+        sys.error = "The species amounts carry a net charge.";
+        return sys;
       }
-      pr.element_mol[k] = 0.0;
-    } else if (pr.element_mol[k] < 0) {
       pr.element_mol[k] = 0.0;
     }
   }
+  return sys;
+}
+
+GibbsResult SolveAt(PreparedSystem& sys, double T) {
+  const double rt = kGasConstantJ * T;  // J/mol
+  for (size_t j = 0; j < sys.problem.species.size(); ++j)
+    sys.problem.species[j].g_rt = thermo::CalcSpeciesAtT(sys.data[j], T).g * thermo::kCalToJ / rt;
+  return SolveGibbs(sys.problem);
+}
+
+CalcResult Calculate(const Description& d, const thermo::SpeciesDatabases& dbs) {
+  CalcResult res;
+  auto sys = Prepare(d, dbs);
+  if (!sys.ok()) {
+    res.error = sys.error;
+    return res;
+  }
+  const GibbsProblem& pr = sys.problem;
+  const double p_atm = pr.pressure;
+  const auto& slots = sys.slots;
   for (int t = 0; t < d.T_count; ++t) {
     const double tin = d.T + t * d.T_step;
     const double tk = d.celsius ? tin + kCelsiusOffset : tin;
@@ -225,9 +237,7 @@ CalcResult Calculate(const Description& d, const thermo::SpeciesDatabases& dbs) 
       return res;
     }
     const double rt = kGasConstantJ * tk;  // J/mol
-    for (size_t j = 0; j < pr.species.size(); ++j)
-      pr.species[j].g_rt = thermo::CalcSpeciesAtT(data[j], tk).g * thermo::kCalToJ / rt;
-    auto g = SolveGibbs(pr);
+    auto g = SolveAt(sys, tk);
     if (!g.ok) {
       res.error = "At " + std::to_string(tk) + " K: " + g.message;
       return res;
@@ -253,7 +263,7 @@ CalcResult Calculate(const Description& d, const thermo::SpeciesDatabases& dbs) 
       pt.phases.push_back(std::move(r));
     }
     for (size_t j = 0; j < slots.size(); ++j) {
-      auto& r = pt.phases[slots[j].phase];
+      auto& r = pt.phases[slots[j].first];
       r.species.push_back({pr.species[j].name, g.mol[j], 0.0});
       r.amount += g.mol[j];
     }

@@ -6,6 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "equilibrium/gibbs_solver.h"
 #include "thermo/lookup.h"
 
 namespace zyl::equilibrium {
@@ -75,6 +76,19 @@ struct CalcResult {
   std::string error;
   bool ok() const { return error.empty(); }
 };
+
+/// A description's species with their data and compositions, ready to solve at any temperature.
+struct PreparedSystem {
+  GibbsProblem problem;
+  std::vector<thermo::SpeciesData> data;
+  std::vector<std::pair<size_t, size_t>> slots;  ///< (phase, species) of each problem species
+  std::string error;
+  bool ok() const { return error.empty(); }
+};
+
+PreparedSystem Prepare(const Description& d, const thermo::SpeciesDatabases& dbs);
+/// Sets G°/RT of every species at T (K) and minimises.
+GibbsResult SolveAt(PreparedSystem& sys, double T);
 
 /// Equilibrium at every temperature of the description.
 CalcResult Calculate(const Description& d, const thermo::SpeciesDatabases& dbs);

@@ -17,7 +17,7 @@ TEST(GibbsSolver, DissociationMatchesClosedForm) {
       GibbsProblem pr;
       pr.elements = {"A"};
       pr.element_mol = {2.0};
-      pr.pressure_bar = p;
+      pr.pressure = p;
       pr.species = {{"A2", {2.0}, 0.0, false}, {"A", {1.0}, -lnk / 2.0, false}};
       const auto r = SolveGibbs(pr);
       ASSERT_TRUE(r.ok) << r.message;
@@ -65,11 +65,45 @@ TEST(GibbsSolver, BadInputIsReportedNotSolved) {
   pr.species = {{"A", {1.0}, 0.0, false}};
   EXPECT_FALSE(SolveGibbs(pr).ok);
   pr.element_mol = {1.0};
-  pr.pressure_bar = 0.0;
+  pr.pressure = 0.0;
   EXPECT_FALSE(SolveGibbs(pr).ok);
-  pr.pressure_bar = 1.0;
+  pr.pressure = 1.0;
   pr.species = {{"A(s)", {1.0}, 0.0, true}};
   EXPECT_FALSE(SolveGibbs(pr).ok);
+}
+
+}  // namespace
+
+namespace {
+
+// C-H-O gases with graphite near 1000 K (ΔfG°/RT from the JANAF tables at 1000 K),
+// over 5,000 pseudo-random compositions: every one must converge, keep all
+// amounts non-negative and balance the elements.
+TEST(GibbsSolver, CompositionSweepNeverFails) {
+  constexpr double kRT = 8.314462618 * 1000.0 / 1000.0;  // kJ/mol at 1000 K
+  GibbsProblem pr;
+  pr.elements = {"C", "H", "O"};
+  pr.species = {{"H2", {0, 2, 0}, 0.0, false},          {"O2", {0, 0, 2}, 0.0, false},
+                {"H2O", {0, 2, 1}, -192.59 / kRT, false}, {"OH", {0, 1, 1}, 16.98 / kRT, false},
+                {"H", {0, 1, 0}, 165.49 / kRT, false},    {"O", {0, 0, 1}, 186.87 / kRT, false},
+                {"CO", {1, 0, 1}, -200.28 / kRT, false},  {"CO2", {1, 0, 2}, -395.89 / kRT, false},
+                {"CH4", {1, 4, 0}, 19.49 / kRT, false},   {"C(gr)", {1, 0, 0}, 0.0, true}};
+  unsigned seed = 12345u;
+  auto next = [&seed] {
+    seed = seed * 1664525u + 1013904223u;
+    return (seed >> 8) / 16777216.0;
+  };
+  int graphite = 0;
+  for (int k = 0; k < 5000; ++k) {
+    pr.element_mol = {next() * 3.0, next() * 4.0 + 1e-3, next() * 3.0 + 1e-3};
+    pr.pressure = std::pow(10.0, next() * 4.0 - 2.0);
+    const auto r = SolveGibbs(pr);
+    ASSERT_TRUE(r.ok) << k << ": " << r.message;
+    EXPECT_LT(r.max_residual, 1e-10) << k;
+    for (double m : r.mol) ASSERT_GE(m, 0.0) << k;
+    if (r.mol[9] > 0.0) ++graphite;
+  }
+  EXPECT_GT(graphite, 100);  // the sweep does cross the carbon-deposition boundary
 }
 
 }  // namespace
