@@ -69,9 +69,9 @@ TEST(GibbsSolver, BadProblemsGiveMessages) {
 }
 
 TEST(Description, ParsesAndRejects) {
-  auto r = ParseDescription(R"({"T": 25, "temperature_unit": "C", "P": 2, "pressure_unit": "bar", "T_step": 10,
+  auto r = ParseDescription(R"j({"T": 25, "temperature_unit": "C", "P": 2, "pressure_unit": "bar", "T_step": 10,
     "T_count": 3, "phases": [{"name": "GAS", "type": "gas", "species": [{"name": "H2(g)", "amount": 2}]},
-    {"name": "C", "type": "pure", "species": [{"name": "C"}]}]})");
+    {"name": "C", "type": "pure", "species": [{"name": "C"}]}]})j");
   ASSERT_TRUE(r.ok()) << r.error;
   EXPECT_TRUE(r.desc.celsius);
   EXPECT_TRUE(r.desc.bar);
@@ -85,11 +85,11 @@ TEST(Description, ParsesAndRejects) {
   EXPECT_EQ(DescriptionJson(again.desc), DescriptionJson(r.desc));
 
   for (const char* bad :
-       {"", "[]", "{", R"({"phases": []})", R"({"T": "hot", "phases": [{"name": "G", "species": [{"name": "A"}]}]})",
-        R"({"phases": [{"name": "G", "type": "plasma", "species": [{"name": "A"}]}]})",
-        R"({"phases": [{"name": "G", "species": [{"name": "A", "amount": -1}]}]})",
-        R"({"T_count": 0.5, "phases": [{"name": "G", "species": [{"name": "A"}]}]})",
-        R"({"pressure_unit": "psi", "phases": [{"name": "G", "species": [{"name": "A"}]}]})"})
+       {"", "[]", "{", R"j({"phases": []})j", R"j({"T": "hot", "phases": [{"name": "G", "species": [{"name": "A"}]}]})j",
+        R"j({"phases": [{"name": "G", "type": "plasma", "species": [{"name": "A"}]}]})j",
+        R"j({"phases": [{"name": "G", "species": [{"name": "A", "amount": -1}]}]})j",
+        R"j({"T_count": 0.5, "phases": [{"name": "G", "species": [{"name": "A"}]}]})j",
+        R"j({"pressure_unit": "psi", "phases": [{"name": "G", "species": [{"name": "A"}]}]})j"})
     EXPECT_FALSE(ParseDescription(bad).ok()) << bad;
   // Truncations of a valid text never crash and never pass half a description.
   const std::string good = DescriptionJson(r.desc).dump();
