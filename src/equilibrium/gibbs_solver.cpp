@@ -7,21 +7,33 @@
 namespace zyl::equilibrium {
 namespace {
 
-constexpr int kMaxIterations = 2000;
+constexpr int kMaxIterations = 5000;
 constexpr int kMaxPhaseChanges = 50;
-constexpr int kMaxInner = 150;  // Newton steps for one set of condensed phases
+constexpr int kMaxInner = 2000;  // Newton steps for one set of condensed phases
 constexpr double kTraceLn = -18.420680743952367;  // ln(1e-8): size limit for the control factor
-constexpr double kConvergence = 1e-11;  // relative size of the last Newton correction
+constexpr double kConvergence = 1e-10;  // relative size of the last Newton correction
+constexpr double kTraceTargetLn = 9.2103403719761836;  // -ln(1e-4): how far a trace species may rise in one step
 constexpr double kMinGasMol = 1e-300;
+constexpr double kDropLn = -80.6;  // ln(1e-35): gas species below this fraction leave the Newton sums
+constexpr double kPolishResidual = 1e-13;  // relative element residual the trace recomputation must keep
+constexpr int kMaxPolish = 20;
 
 // Solves a·x = b in place by Gaussian elimination with partial pivoting.
 bool SolveLinear(std::vector<std::vector<double>>& a, std::vector<double>& b) {
   const size_t n = b.size();
+  // Rows scaled to a largest entry of 1, so that pivoting compares like with like.
+  for (size_t r = 0; r < n; ++r) {
+    double m = 0.0;
+    for (size_t k = 0; k < n; ++k) m = std::max(m, std::fabs(a[r][k]));
+    if (m == 0.0 || !std::isfinite(m)) return false;
+    for (size_t k = 0; k < n; ++k) a[r][k] /= m;
+    b[r] /= m;
+  }
   for (size_t c = 0; c < n; ++c) {
     size_t p = c;
     for (size_t r = c + 1; r < n; ++r)
       if (std::fabs(a[r][c]) > std::fabs(a[p][c])) p = r;
-    if (std::fabs(a[p][c]) < 1e-300) return false;
+    if (std::fabs(a[p][c]) < 1e-14) return false;
     std::swap(a[p], a[c]);
     std::swap(b[p], b[c]);
     for (size_t r = c + 1; r < n; ++r) {
@@ -92,11 +104,38 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
 
   std::vector<double> n(ns, 0.0);
   double ngas = 0.1 * btot;
-  for (size_t j : gas) n[j] = ngas / static_cast<double>(gas.size());
+  // Gas amounts are carried as logarithms; a species below kDropLn of the gas is left out of the
+  // sums (its amount counts as zero) until it rises again.
+  std::vector<double> lnn(ns, 0.0);
+  for (size_t j : gas) {
+    n[j] = ngas / static_cast<double>(gas.size());
+    lnn[j] = std::log(n[j]);
+  }
   std::vector<bool> active(ns, false);
+  // An element that no gas species holds needs a condensed phase from the start: the one with the
+  // lowest G°/RT per atom of it.
+  for (size_t k = 0; k < ne; ++k) {
+    bool in_gas = false;
+    for (size_t j : gas) in_gas = in_gas || a(k, j) != 0.0;
+    bool covered = in_gas;
+    for (size_t j : cond) covered = covered || (active[j] && a(k, j) != 0.0);
+    if (covered) continue;
+    size_t best = ns;
+    for (size_t j : cond) {
+      if (a(k, j) <= 0.0) continue;
+      if (best == ns || pr.species[j].g_rt / a(k, j) < pr.species[best].g_rt / a(k, best)) best = j;
+    }
+    if (best == ns) {
+      res.message = "No species can hold element " + pr.elements[el[k]] + ".";
+      return res;
+    }
+    active[best] = true;
+  }
   std::vector<double> pi(ne, 0.0);
   std::vector<double> mu(ns, 0.0);
   int changes = 0;
+  int polish = 0;
+  size_t last_added = ns;
   int it = 0;
   for (;;) {
     bool converged = false;
@@ -105,7 +144,7 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
       std::vector<size_t> act;
       for (size_t j : cond)
         if (active[j]) act.push_back(j);
-      for (size_t j : gas) mu[j] = pr.species[j].g_rt + std::log(std::max(n[j], kMinGasMol) / ngas) + lnp;
+      for (size_t j : gas) mu[j] = pr.species[j].g_rt + lnn[j] - std::log(ngas) + lnp;
       const size_t m = ne + act.size() + 1;
       std::vector<std::vector<double>> A(m, std::vector<double>(m, 0.0));
       std::vector<double> B(m, 0.0);
@@ -153,11 +192,11 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
         double s = -mu[j] + dlnn;
         for (size_t i = 0; i < ne; ++i) s += a(i, j) * pi[i];
         dln[j] = s;
-        const double lx = std::log(std::max(n[j], kMinGasMol) / ngas);
+        const double lx = lnn[j] - std::log(ngas);
         if (lx > kTraceLn) {
           l1 = std::max(l1, std::fabs(s));
         } else if (s - dlnn > 0.0) {
-          l2 = std::min(l2, std::fabs((-lx + kTraceLn) / (s - dlnn)));
+          l2 = std::min(l2, std::fabs((-lx - kTraceTargetLn) / (s - dlnn)));
         }
       }
       double lambda = 1.0;
@@ -166,18 +205,58 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
       lambda = std::max(lambda, 1e-6);
       bool small = std::fabs(dlnn) * ngas / sumn <= kConvergence;
       for (size_t j : gas) {
-        if (n[j] * std::fabs(dln[j]) / sumn > kConvergence) small = false;
-        n[j] = std::max(n[j], kMinGasMol) * std::exp(lambda * dln[j]);
+        if (lnn[j] - std::log(ngas) > kTraceLn && n[j] * std::fabs(dln[j]) / sumn > kConvergence) small = false;
+        lnn[j] += lambda * dln[j];
       }
       for (size_t c = 0; c < act.size(); ++c) {
         if (std::fabs(B[ne + c]) / sumn > kConvergence) small = false;
         n[act[c]] += lambda * B[ne + c];
       }
       ngas *= std::exp(lambda * dlnn);
-      if (small && lambda == 1.0) {
+      for (size_t j : gas) n[j] = lnn[j] - std::log(ngas) > kDropLn ? std::exp(lnn[j]) : 0.0;
+      if (!std::isfinite(ngas) || !std::isfinite(sumn)) {
+        singular = true;
+        break;
+      }
+      if (small) {
+        // Trace species take their amounts from the element potentials; iterate again until the
+        // balances hold with them.
+        double worst = 0.0;
+        for (size_t k = 0; k < ne; ++k) {
+          double bk = 0.0;
+          for (size_t j : gas) {
+            double s = -pr.species[j].g_rt - lnp;
+            for (size_t i = 0; i < ne; ++i) s += a(i, j) * pi[i];
+            bk += a(k, j) * ngas * std::exp(std::min(s, 700.0));
+          }
+          for (size_t j : act) bk += a(k, j) * n[j];
+          worst = std::max(worst, std::fabs(bk - pr.element_mol[el[k]]) / btot);
+        }
+        if (worst > kPolishResidual && polish < kMaxPolish) {
+          ++polish;
+          for (size_t j : gas) {
+            double s = -pr.species[j].g_rt - lnp;
+            for (size_t i = 0; i < ne; ++i) s += a(i, j) * pi[i];
+            lnn[j] = std::log(ngas) + std::min(s, 700.0);
+            n[j] = s > kDropLn ? std::exp(lnn[j]) : 0.0;
+          }
+          continue;
+        }
         converged = true;
         ++it;
         break;
+      }
+    }
+    if (singular) {
+      // More condensed phases than the phase rule allows: drop the smallest one other than the
+      // one added last and go on.
+      size_t victim = ns;
+      for (size_t j : cond)
+        if (active[j] && j != last_added && (victim == ns || n[j] < n[victim])) victim = j;
+      if (victim != ns && ++changes <= kMaxPhaseChanges) {
+        active[victim] = false;
+        n[victim] = 0.0;
+        continue;
       }
     }
     if (!converged) {
@@ -202,7 +281,10 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
       active[add] = true;
       n[add] = 0.0;
       ngas = 0.1 * btot;
-      for (size_t j : gas) n[j] = ngas / static_cast<double>(gas.size());
+      for (size_t j : gas) {
+        n[j] = ngas / static_cast<double>(gas.size());
+        lnn[j] = std::log(n[j]);
+      }
       continue;
     }
     // Phase changes: drop a condensed phase with negative amount, else add the
@@ -235,6 +317,7 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
       active[drop] = false;
       n[drop] = 0.0;
     } else {
+      last_added = add;
       active[add] = true;
       n[add] = 0.0;
     }
