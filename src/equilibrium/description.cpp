@@ -212,11 +212,36 @@ PreparedSystem Prepare(const Description& d, const thermo::SpeciesDatabases& dbs
   return sys;
 }
 
-GibbsResult SolveAt(PreparedSystem& sys, double T) {
+namespace {
+
+constexpr double kEasyT = 3000.0;  // K, where the minimiser always starts well
+constexpr int kContinuationSteps = 24;
+
+void SetGibbsEnergies(PreparedSystem& sys, double T) {
   const double rt = kGasConstantJ * T;  // J/mol
   for (size_t j = 0; j < sys.problem.species.size(); ++j)
     sys.problem.species[j].g_rt = thermo::CalcSpeciesAtT(sys.data[j], T).g * thermo::kCalToJ / rt;
-  return SolveGibbs(sys.problem);
+}
+
+}  // namespace
+
+GibbsResult SolveAt(PreparedSystem& sys, double T) {
+  sys.problem.start.clear();
+  SetGibbsEnergies(sys, T);
+  auto first = SolveGibbs(sys.problem);
+  if (first.ok || T >= kEasyT) return first;
+  // Continuation in temperature: solve where it is easy and walk down to T, each solution the
+  // start of the next.
+  GibbsResult r;
+  for (int k = 0; k <= kContinuationSteps; ++k) {
+    const double t = kEasyT * std::pow(T / kEasyT, static_cast<double>(k) / kContinuationSteps);
+    SetGibbsEnergies(sys, k == kContinuationSteps ? T : t);
+    r = SolveGibbs(sys.problem);
+    if (!r.ok) break;
+    sys.problem.start = r.mol;
+  }
+  sys.problem.start.clear();
+  return r.ok ? r : first;
 }
 
 CalcResult Calculate(const Description& d, const thermo::SpeciesDatabases& dbs) {

@@ -112,24 +112,40 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
     lnn[j] = std::log(n[j]);
   }
   std::vector<bool> active(ns, false);
+  if (pr.start.size() == ns) {
+    double sum = 0.0;
+    for (size_t j : gas) sum += std::max(pr.start[j], 0.0);
+    if (sum > 0.0) {
+      ngas = sum;
+      for (size_t j : gas) {
+        lnn[j] = std::log(std::max(pr.start[j], ngas * 1e-300));
+        n[j] = lnn[j] - std::log(ngas) > kDropLn ? pr.start[j] : 0.0;
+      }
+    }
+    for (size_t j : cond) active[j] = pr.start[j] > 0.0;
+  }
   // An element that no gas species holds needs a condensed phase from the start: the one with the
   // lowest G°/RT per atom of it.
-  for (size_t k = 0; k < ne; ++k) {
-    bool in_gas = false;
-    for (size_t j : gas) in_gas = in_gas || a(k, j) != 0.0;
-    bool covered = in_gas;
-    for (size_t j : cond) covered = covered || (active[j] && a(k, j) != 0.0);
-    if (covered) continue;
-    size_t best = ns;
-    for (size_t j : cond) {
-      if (a(k, j) <= 0.0) continue;
-      if (best == ns || pr.species[j].g_rt / a(k, j) < pr.species[best].g_rt / a(k, best)) best = j;
+  // (After a phase is dropped, `except` may not come back at once.)
+  auto SeedCondensed = [&](size_t except) {
+    for (size_t k = 0; k < ne; ++k) {
+      bool covered = false;
+      for (size_t j : gas) covered = covered || a(k, j) != 0.0;
+      for (size_t j : cond) covered = covered || (active[j] && a(k, j) != 0.0);
+      if (covered) continue;
+      size_t best = ns;
+      for (size_t j : cond) {
+        if (a(k, j) <= 0.0 || j == except) continue;
+        if (best == ns || pr.species[j].g_rt / a(k, j) < pr.species[best].g_rt / a(k, best)) best = j;
+      }
+      if (best == ns) return false;
+      active[best] = true;
     }
-    if (best == ns) {
-      res.message = "No species can hold element " + pr.elements[el[k]] + ".";
-      return res;
-    }
-    active[best] = true;
+    return true;
+  };
+  if (!SeedCondensed(ns)) {
+    res.message = "Some element can be held by no species.";
+    return res;
   }
   std::vector<double> pi(ne, 0.0);
   std::vector<double> mu(ns, 0.0);

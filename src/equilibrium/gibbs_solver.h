@@ -18,6 +18,7 @@ struct GibbsProblem {
   std::vector<std::string> elements;
   std::vector<GibbsSpecies> species;
   std::vector<double> element_mol;  // total moles of each element, mol
+  std::vector<double> start;        // optional starting amounts, mol, one per species (empty: even start)
   double pressure = 1.0;            // total pressure relative to the standard pressure of the G° values
 };
 
