@@ -124,9 +124,14 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
     }
     for (size_t j : cond) active[j] = pr.start[j] > 0.0;
   }
-  // An element that no gas species holds needs a condensed phase from the start: the one with the
-  // lowest G°/RT per atom of it.
-  // (After a phase is dropped, `except` may not come back at once.)
+  // An element that no gas species holds needs a condensed phase from the start.
+  // The simplest one (fewest elements) comes first: a phase that takes every atom of a gas
+  // element away leaves the gas rows empty. (After a phase is dropped, `except` may not come back.)
+  auto Width = [&](size_t j) {
+    int w = 0;
+    for (size_t k = 0; k < ne; ++k) w += a(k, j) != 0.0;
+    return w;
+  };
   auto SeedCondensed = [&](size_t except) {
     for (size_t k = 0; k < ne; ++k) {
       bool covered = false;
@@ -136,7 +141,9 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
       size_t best = ns;
       for (size_t j : cond) {
         if (a(k, j) <= 0.0 || j == except) continue;
-        if (best == ns || pr.species[j].g_rt / a(k, j) < pr.species[best].g_rt / a(k, best)) best = j;
+        if (best == ns || Width(j) < Width(best) ||
+            (Width(j) == Width(best) && pr.species[j].g_rt / a(k, j) < pr.species[best].g_rt / a(k, best)))
+          best = j;
       }
       if (best == ns) return false;
       active[best] = true;
