@@ -158,6 +158,7 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
   std::vector<double> mu(ns, 0.0);
   int changes = 0;
   int polish = 0;
+  bool gas_absent = false;
   size_t last_added = ns;
   int it = 0;
   for (;;) {
@@ -271,6 +272,38 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
       }
     }
     if (singular) {
+      // The condensed phases alone may hold every element, the gas having vanished: solve them
+      // alone and keep that when the gas species' partial pressures sum below the pressure.
+      std::vector<size_t> act;
+      for (size_t j : cond)
+        if (active[j]) act.push_back(j);
+      if (act.size() == ne) {
+        std::vector<std::vector<double>> M(ne, std::vector<double>(ne)), Mt = M;
+        std::vector<double> amounts(ne), pot(ne);
+        for (size_t k = 0; k < ne; ++k) {
+          amounts[k] = pr.element_mol[el[k]];
+          pot[k] = pr.species[act[k]].g_rt;
+          for (size_t c = 0; c < ne; ++c) {
+            M[k][c] = a(k, act[c]);
+            Mt[c][k] = a(k, act[c]);
+          }
+        }
+        if (SolveLinear(M, amounts) && SolveLinear(Mt, pot) &&
+            std::all_of(amounts.begin(), amounts.end(), [](double v) { return v >= 0.0; })) {
+          double pressure_sum = 0.0;
+          for (size_t j : gas) {
+            double s = -pr.species[j].g_rt - lnp;
+            for (size_t i = 0; i < ne; ++i) s += a(i, j) * pot[i];
+            pressure_sum += std::exp(std::min(s, 700.0));
+          }
+          if (pressure_sum < 1.0) {
+            for (size_t c = 0; c < ne; ++c) n[act[c]] = amounts[c];
+            pi = pot;
+            gas_absent = true;
+            break;
+          }
+        }
+      }
       // More condensed phases than the phase rule allows: drop the smallest one other than the
       // one added last and go on.
       size_t victim = ns;
@@ -350,7 +383,7 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
   for (size_t j : gas) {
     double s = -pr.species[j].g_rt - lnp;
     for (size_t i = 0; i < ne; ++i) s += a(i, j) * pi[i];
-    n[j] = ngas * std::exp(s);
+    n[j] = gas_absent ? 0.0 : ngas * std::exp(s);
     sum += n[j];
   }
   res.gas_mol = sum;
