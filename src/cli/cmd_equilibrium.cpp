@@ -54,7 +54,7 @@ void PrintText(const equilibrium::CalcResult& r) {
 int RunEquilibrium(const EquilibriumCliOptions& o) {
   std::string error;
   auto text = platform::ReadFile(o.file, &error);
-  if (!text) return Fail(error.empty() ? "can not read " + o.file : error);
+  if (!text) return Fail(o.file + ": " + (error.empty() ? std::string("can not read the file") : error));
   auto read = equilibrium::ParseDescription(*text);
   if (!read.ok()) return Fail(o.file + ": " + read.error);
   thermo::SpeciesDatabases dbs;
