@@ -41,7 +41,7 @@ int main(int argc, char** argv) {
   if (output.empty()) output = fs::path(input).replace_extension(".result.json");
   std::string error;
   auto text = platform::ReadFile(input, &error);
-  if (!text) return Fail(error.empty() ? "can not read " + input.string() : error);
+  if (!text) return Fail(input.string() + ": " + (error.empty() ? std::string("can not read the file") : error));
   auto read = equilibrium::ParseDescription(*text);
   if (!read.ok()) return Fail(input.string() + ": " + read.error);
   thermo::SpeciesDatabases dbs;
