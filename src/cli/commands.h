@@ -29,6 +29,7 @@ void RegisterEph(CLI::App& app);       // zyl eph, zyl eph new, zyl lpp
 void RegisterDiagram(CLI::App& app);   // zyl diagram
 void RegisterUnits(CLI::App& app);     // zyl units
 void RegisterConvert(CLI::App& app);   // zyl convert
+void RegisterEquilibrium(CLI::App& app);  // zyl equilibrium
 
 /// The exit status that main returns; a subcommand sets it when it fails.
 int& ExitCode();

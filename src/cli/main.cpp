@@ -90,6 +90,7 @@ int Main(int argc, char** argv) {
   RegisterDiagram(app);
   RegisterUnits(app);
   RegisterConvert(app);
+  RegisterEquilibrium(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {

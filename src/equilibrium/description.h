@@ -1,0 +1,102 @@
+#pragma once
+// The JSON description of an equilibrium problem, its calculation over a temperature series with
+// species data from the databases, and the JSON result.
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "equilibrium/gibbs_solver.h"
+#include "thermo/lookup.h"
+
+namespace zyl::equilibrium {
+
+inline constexpr double kGasConstantJ = 8.31446261815324;  ///< J/(mol K)
+inline constexpr double kAtmPerBar = 1.0 / 1.01325;        ///< atm per bar
+
+enum class PhaseType { Gas, Solution, Aqueous, Pure };
+
+struct DescSpecies {
+  std::string name;
+  double amount = 0;  ///< mol
+};
+
+struct DescPhase {
+  std::string name;
+  PhaseType type = PhaseType::Gas;
+  std::vector<DescSpecies> species;
+};
+
+struct Description {
+  double T = 298.15;                 ///< in temperature_unit
+  double P = 1.0;                    ///< in pressure_unit
+  bool celsius = false;              ///< "temperature_unit": "C" (else "K")
+  bool bar = false;                  ///< "pressure_unit": "bar" (else "atm")
+  double T_step = 0;                 ///< temperature step, K or °C
+  int T_count = 1;                   ///< number of temperatures
+  std::vector<DescPhase> phases;
+};
+
+/// Parsed description or the reason it can not be used.
+struct DescriptionRead {
+  Description desc;
+  std::string error;
+  bool ok() const { return error.empty(); }
+};
+
+DescriptionRead ParseDescription(const std::string& text);
+nlohmann::ordered_json DescriptionJson(const Description& d);
+const char* PhaseTypeText(PhaseType t);
+
+struct SpeciesResult {
+  std::string name;
+  double amount = 0;         ///< mol
+  double mole_fraction = 0;  ///< within its phase
+};
+
+struct PhaseResult {
+  std::string name;
+  PhaseType type = PhaseType::Gas;
+  double amount = 0;  ///< mol
+  bool stable = false;
+  std::vector<SpeciesResult> species;
+};
+
+struct PointResult {
+  double T = 0;                 ///< K
+  double P = 0;                 ///< atm
+  double G = 0;                 ///< kJ, total Gibbs energy of the system
+  double element_residual = 0;  ///< largest relative element-balance residual
+  int iterations = 0;
+  std::vector<PhaseResult> phases;
+};
+
+struct CalcResult {
+  std::vector<PointResult> points;
+  std::string error;
+  bool ok() const { return error.empty(); }
+};
+
+/// A description's species with their data and compositions, ready to solve at any temperature.
+struct PreparedSystem {
+  GibbsProblem problem;
+  std::vector<thermo::SpeciesData> data;
+  std::vector<std::pair<size_t, size_t>> slots;  ///< (phase, species) of each problem species
+  std::string error;
+  bool ok() const { return error.empty(); }
+};
+
+PreparedSystem Prepare(const Description& d, const thermo::SpeciesDatabases& dbs);
+/// Sets G°/RT of every species at T (K) and minimises.
+GibbsResult SolveAt(PreparedSystem& sys, double T);
+
+/// Equilibrium at every temperature of the description.
+CalcResult Calculate(const Description& d, const thermo::SpeciesDatabases& dbs);
+nlohmann::ordered_json ResultJson(const CalcResult& r);
+
+/// Every database species made only of `elements` (symbols), zero amounts: gases in one "GAS"
+/// phase, aqueous species in one "AQUEOUS" phase, each condensed species a pure phase.
+Description NewDescription(const std::vector<std::string>& elements, bool gas, bool condensed, bool aqueous,
+                           const thermo::SpeciesDatabases& dbs);
+
+}  // namespace zyl::equilibrium

@@ -1,0 +1,84 @@
+// `zyl equilibrium` and `zyl-gibbs` end to end on the H2/air example: the JSON keys, the result
+// file and "READY", and failures with a message and a non-zero exit.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string Slurp(const fs::path& p) {
+  std::ifstream in(p, std::ios::binary);
+  std::stringstream ss;
+  ss << in.rdbuf();
+  return ss.str();
+}
+
+struct RunResult {
+  int status = -1;
+  std::string out, err;
+};
+
+class Programs : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    dir_ = fs::temp_directory_path() / ("zyl_eq_" + std::to_string(::getpid()));
+    fs::create_directories(dir_);
+    fs::copy_file(fs::path(ZYL_SOURCE_DATA_DIR) / "Gibbs" / "h2-air-3000K.json", dir_ / "INPUT.json",
+                  fs::copy_options::overwrite_existing);
+  }
+  void TearDown() override { fs::remove_all(dir_); }
+  RunResult Exec(const std::string& program, const std::string& args) {
+    const fs::path exe = fs::path(ZYL_BIN_DIR) / program;
+    if (!fs::exists(exe)) return {-2, "", program + " not built"};
+    const std::string db = (fs::path(ZYL_SOURCE_DATA_DIR) / "Databases" / "MainDB6.ZYL").string();
+    const std::string cmd = "'" + exe.string() + "' " + args + " --main-db '" + db + "' >'" + (dir_ / "o").string() +
+                            "' 2>'" + (dir_ / "e").string() + "'";
+    const int rc = std::system(cmd.c_str());
+    return {WIFEXITED(rc) ? WEXITSTATUS(rc) : -1, Slurp(dir_ / "o"), Slurp(dir_ / "e")};
+  }
+  fs::path dir_;
+};
+
+TEST_F(Programs, ZylEquilibriumJsonAndGibbsResultFileAgree) {
+  auto r = Exec("zyl", "equilibrium '" + (dir_ / "INPUT.json").string() + "' --json");
+  if (r.status == -2) GTEST_SKIP() << r.err;
+  ASSERT_EQ(r.status, 0) << r.err;
+  auto j = nlohmann::json::parse(r.out);
+  const auto& p = j.at("results").at(0);
+  for (const char* key : {"T", "P", "G", "element_residual", "iterations", "phases"}) EXPECT_TRUE(p.contains(key)) << key;
+  EXPECT_EQ(p["T"], 3000.0);
+  const auto& gas = p["phases"][0];
+  for (const char* key : {"name", "type", "amount", "stable", "species"}) EXPECT_TRUE(gas.contains(key)) << key;
+  EXPECT_TRUE(gas["stable"].get<bool>());
+
+  auto g = Exec("zyl-gibbs", "'" + (dir_ / "INPUT.json").string() + "'");
+  if (g.status == -2) GTEST_SKIP() << g.err;
+  ASSERT_EQ(g.status, 0) << g.err;
+  EXPECT_EQ(g.out, "READY\n");
+  auto k = nlohmann::json::parse(Slurp(dir_ / "INPUT.result.json"));
+  EXPECT_EQ(k, j);
+}
+
+TEST_F(Programs, FailuresExitNonZeroWithMessage) {
+  std::ofstream(dir_ / "bad.json") << R"j({"phases": [{"name": "GAS", "species": [{"name": "Qq(g)", "amount": 1}]}]})j";
+  for (const std::string prog : {"zyl equilibrium", "zyl-gibbs"}) {
+    const std::string exe = prog == "zyl-gibbs" ? "zyl-gibbs" : "zyl";
+    const std::string sub = prog == "zyl-gibbs" ? "" : "equilibrium ";
+    for (const std::string file : {"missing.json", "bad.json"}) {
+      auto r = Exec(exe, sub + "'" + (dir_ / file).string() + "'");
+      if (r.status == -2) GTEST_SKIP() << r.err;
+      EXPECT_NE(r.status, 0) << prog << " " << file;
+      EXPECT_NE(r.err.find(file == "bad.json" ? "Qq(g)" : "missing.json"), std::string::npos) << r.err;
+      EXPECT_EQ(r.out.find("READY"), std::string::npos);
+    }
+  }
+}
+
+}  // namespace
