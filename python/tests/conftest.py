@@ -22,7 +22,7 @@ def run_cli(*args, ok=True):
         assert p.returncode == 0, p.stderr
         return json.loads(p.stdout)
     assert p.returncode != 0
-    return p.stderr.strip().removeprefix("zyl: ")
+    return p.stderr.rstrip("\n").removeprefix("zyl: ")
 
 
 @pytest.fixture
