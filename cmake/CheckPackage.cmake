@@ -19,12 +19,14 @@ if(NOT rc EQUAL 0)
   message(FATAL_ERROR "dpkg-deb -c failed on ${debs}")
 endif()
 set(missing "")
-foreach(entry
-    "./usr/bin/zyl" "./usr/bin/zyl-gui"
-    "./usr/share/zyl/Databases/MainDB6.ZYL" "./usr/share/zyl/Databases/AWDB4.ZYL"
-    "./usr/share/applications/zyl.desktop" "./usr/share/icons/hicolor/scalable/apps/zyl.svg"
-    "./usr/share/zyl/docs/index.md"
+set(entries
+    "./usr/bin/zyl" "./usr/share/zyl/Databases/MainDB6.ZYL" "./usr/share/zyl/Databases/AWDB4.ZYL"
     "./usr/lib/python3/dist-packages/zyl\\.cpython-[0-9]+-[a-z0-9_-]+\\.so")
+if(WITH_GUI)
+  list(APPEND entries "./usr/bin/zyl-gui" "./usr/share/applications/zyl.desktop"
+       "./usr/share/icons/hicolor/scalable/apps/zyl.svg" "./usr/share/zyl/docs/index.md")
+endif()
+foreach(entry ${entries})
   if(NOT listing MATCHES " ${entry}\n")
     list(APPEND missing ${entry})
   endif()

@@ -29,5 +29,5 @@ include(CPack)
 
 # The package's file list, checked without installing it (builds the package with cpack first).
 add_test(NAME package_file_list
-         COMMAND ${CMAKE_COMMAND} -DBUILD_DIR=${PROJECT_BINARY_DIR} -P ${PROJECT_SOURCE_DIR}/cmake/CheckPackage.cmake)
+         COMMAND ${CMAKE_COMMAND} -DBUILD_DIR=${PROJECT_BINARY_DIR} -DWITH_GUI=${ZYL_GUI} -P ${PROJECT_SOURCE_DIR}/cmake/CheckPackage.cmake)
 set_tests_properties(package_file_list PROPERTIES LABELS package RUN_SERIAL ON TIMEOUT 600)
