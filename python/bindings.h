@@ -31,4 +31,7 @@ pybind11::array_t<double> LikeTemperatures(const Temperatures& t);
 /// The array, or its single value as a float when the temperatures were a number.
 pybind11::object Result(const Temperatures& t, pybind11::array_t<double>& values);
 
+/// Bindings of further subsystems, called by the module's initialisation.
+void BindBalance(pybind11::module_& m);
+
 }  // namespace zyl::python

@@ -383,4 +383,6 @@ PYBIND11_MODULE(zyl, m) {
       "Parses and checks a reaction equation, e.g. reaction(\"2H2(g)+O2(g)=2H2O(g)\"); the species are\n"
       "read from the open databases. Raises zyl.Error with the command line's message for a bad\n"
       "equation, a missing species or an unbalanced equation.");
+
+  BindBalance(m);
 }
