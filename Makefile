@@ -4,7 +4,7 @@ ASAN     ?= build-asan
 JOBS     ?= $(shell nproc)
 CMAKE_GEN = cmake -G Ninja -DCMAKE_BUILD_TYPE=Release
 
-.PHONY: all deps configure build run test bench asan fuzz screenshots clean
+.PHONY: all deps configure build run test bench asan fuzz screenshots package clean
 
 all: build
 
@@ -35,6 +35,10 @@ asan: deps
 
 fuzz: build
 	cd $(BUILD) && ZYL_FUZZ_CASES=2000000 ctest --output-on-failure -R 'Fuzz|Random|Corrupt|Survives|Garbage'
+
+# Debian package build/package/zyl_<version>_<arch>.deb (binaries, data, menu entry, guide, Python module).
+package: build
+	cd $(BUILD) && cpack -G DEB
 
 screenshots: build
 	./scripts/screenshots.sh $(BUILD)

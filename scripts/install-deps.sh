@@ -9,6 +9,7 @@ packages=(
   libfmt-dev libcli11-dev nlohmann-json3-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   xvfb xauth
+  pybind11-dev python3-dev python3-pytest python3-numpy dpkg-dev fakeroot
 )
 
 # A comma-decimal locale for the tests that check files keep a point whatever the locale.
