@@ -5,6 +5,7 @@
 
 #include "cli/commands.h"
 #include "equilibrium/description.h"
+#include "equilibrium/solver_files.h"
 #include "platform/files.h"
 #include "thermo/lookup.h"
 #include "thermo/species_db.h"
@@ -22,6 +23,9 @@ struct EquilibriumCliOptions {
   bool gas = false, condensed = false, aqueous = false;
   std::string own_db, main_db;
   bool json = false;
+  std::string to;        ///< convert: target format
+  std::string conv_in;   ///< convert: input file
+  std::string conv_out;  ///< convert: output file
 };
 
 bool OpenDatabases(const EquilibriumCliOptions& o, thermo::SpeciesDatabases& dbs) {
@@ -55,7 +59,7 @@ int RunEquilibrium(const EquilibriumCliOptions& o) {
   std::string error;
   auto text = platform::ReadFile(o.file, &error);
   if (!text) return Fail(o.file + ": " + (error.empty() ? std::string("can not read the file") : error));
-  auto read = equilibrium::ParseDescription(*text);
+  auto read = equilibrium::ReadDescriptionText(*text, fs::path(o.file).extension().string());
   if (!read.ok()) return Fail(o.file + ": " + read.error);
   thermo::SpeciesDatabases dbs;
   if (!OpenDatabases(o, dbs)) return ExitCode();
@@ -94,12 +98,41 @@ int RunNew(const EquilibriumCliOptions& o) {
   return 0;
 }
 
+int RunConvert(const EquilibriumCliOptions& o) {
+  equilibrium::SolverFormat format{};
+  if (!equilibrium::SolverFormatFromExtension(o.to, format))
+    return Fail("--to must be one of gem, igi, isg, da2, dat (got \"" + o.to + "\")");
+  auto read = equilibrium::ReadDescriptionFile(o.conv_in);
+  if (!read.ok()) return Fail(o.conv_in + ": " + read.error);
+  thermo::SpeciesDatabases dbs;
+  if (!OpenDatabases(o, dbs)) return ExitCode();
+  auto sheet = equilibrium::SheetFromDescription(read.desc);
+  sheet.title = "Equilibrium Calculations " + fs::path(o.conv_in).filename().string();
+  auto w = equilibrium::WriteSolverText(sheet, format, dbs);
+  nlohmann::ordered_json warnings = nlohmann::json::array();
+  for (const auto& m : w.report.messages)
+    if (!m.stops) warnings.push_back(m.text);
+  if (!o.json)
+    for (const auto& m : w.report.messages) std::fprintf(stderr, "%s\n", m.text.c_str());
+  if (!w.ok()) return Fail(o.conv_in + ": " + w.error);
+  std::string error;
+  if (!platform::WriteFileAtomic(o.conv_out, w.text, &error))
+    return Fail(error.empty() ? "can not write " + o.conv_out : error);
+  if (o.json)
+    PrintJson({{"input", o.conv_in},
+               {"output", o.conv_out},
+               {"format", equilibrium::SolverFormatExtension(format)},
+               {"warnings", warnings}});
+  else std::printf("%s: written as %s\n", o.conv_out.c_str(), equilibrium::SolverFormatExtension(format));
+  return 0;
+}
+
 }  // namespace
 
 void RegisterEquilibrium(CLI::App& app) {
   auto o = std::make_shared<EquilibriumCliOptions>();
   auto* cmd = app.add_subcommand("equilibrium", "Equilibrium composition by Gibbs-energy minimisation");
-  cmd->add_option("FILE", o->file, "JSON description of the system");
+  cmd->add_option("FILE", o->file, "Description of the system: .json, .gem, .igi or .isg");
   cmd->add_option("--own-db", o->own_db, "Own database file (default: <user data>/OwnDB6.ZYL)");
   cmd->add_option("--main-db", o->main_db, "Main database file (default: <data>/Databases/MainDB6.ZYL)");
   cmd->add_flag("--json", o->json,
@@ -115,8 +148,16 @@ void RegisterEquilibrium(CLI::App& app) {
   nw->add_option("--main-db", o->main_db, "Main database file");
   nw->add_flag("--json", o->json, "Print JSON: {file, phases, species}");
   nw->callback([o] { RunNew(*o); });
-  cmd->callback([o, cmd, nw] {
-    if (cmd->got_subcommand(nw)) return;
+  auto* cv = cmd->add_subcommand("convert", "Write a description as a solver file (gem, igi, isg, da2, dat)");
+  cv->add_option("FILE", o->conv_in, "Description to convert (.json, .gem, .igi, .isg)")->required();
+  cv->add_option("OUT", o->conv_out, "Solver file to write")->required();
+  cv->add_option("--to", o->to, "Target format: gem, igi, isg, da2 or dat")->required();
+  cv->add_option("--own-db", o->own_db, "Own database file");
+  cv->add_option("--main-db", o->main_db, "Main database file");
+  cv->add_flag("--json", o->json, "Print JSON: {input, output, format, warnings: [text]}");
+  cv->callback([o] { RunConvert(*o); });
+  cmd->callback([o, cmd, nw, cv] {
+    if (cmd->got_subcommand(nw) || cmd->got_subcommand(cv)) return;
     if (o->file.empty()) {
       Fail("equilibrium needs a description FILE (or: equilibrium new OUT.json --elements ...)");
       return;

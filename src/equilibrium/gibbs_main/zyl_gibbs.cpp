@@ -6,6 +6,7 @@
 #include <string>
 
 #include "equilibrium/description.h"
+#include "equilibrium/solver_files.h"
 #include "platform/files.h"
 #include "thermo/lookup.h"
 #include "thermo/species_db.h"
@@ -42,7 +43,7 @@ int main(int argc, char** argv) {
   std::string error;
   auto text = platform::ReadFile(input, &error);
   if (!text) return Fail(input.string() + ": " + (error.empty() ? std::string("can not read the file") : error));
-  auto read = equilibrium::ParseDescription(*text);
+  auto read = equilibrium::ReadDescriptionText(*text, input.extension().string());
   if (!read.ok()) return Fail(input.string() + ": " + read.error);
   thermo::SpeciesDatabases dbs;
   if (std::error_code ec; fs::exists(own_db, ec)) dbs.own = thermo::OpenSpeciesDb(own_db, nullptr, false, &error);
