@@ -176,11 +176,11 @@ CheckReport CheckSheet(const Sheet& s, SolverFormat format, const thermo::Specie
     if (s.rows[i].kind != SheetRowKind::Empty || i == 0) continue;
     const auto& prev = s.rows[i - 1];
     if (prev.kind == SheetRowKind::Empty) continue;
-    Add(rep, 1, false, "Please remove empty row: " + prev.name + " at row " + std::to_string(i + 1));
+    Add(rep, 1, false, "Please remove empty row: " + prev.name + " at row " + std::to_string(static_cast<int>(i) + s.first_row));
     rep.marked = true;
   }
   if (s.rows.size() && s.rows[0].kind == SheetRowKind::Empty && last > 0) {
-    Add(rep, 1, false, "Please remove empty row:  at row 1");
+    Add(rep, 1, false, "Please remove empty row:  at row " + std::to_string(s.first_row));
     rep.marked = true;
   }
 

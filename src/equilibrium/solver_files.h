@@ -57,6 +57,7 @@ struct Sheet {
   double P = 1;        ///< atm or bar
   bool celsius = false;
   bool bar = false;
+  int first_row = 1;  ///< number of the first row in messages (the editor's sheet row)
   std::vector<SheetRow> rows;
 };
 

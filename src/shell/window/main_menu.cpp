@@ -22,6 +22,7 @@
 #include "diagrams/window/predom_window.h"
 #include "diagrams/window/zyl_eph_form.h"
 #include "diagrams/window/zyl_psd_form.h"
+#include "equilibrium/window/gib_edit.h"
 #include "mineralogy/window/miner_window.h"
 #include "platform/window/help.h"
 #include "platform/window/link.h"
@@ -279,7 +280,7 @@ void MainMenu::StartHeatLoss() {
   OpenModule(new balance::window::HeatLoss);
 }
 
-void MainMenu::StartEquilibrium() { OpenNotBuilt("StartEquilibrium"); }
+void MainMenu::StartEquilibrium() { OpenModule(new equilibrium::window::GibEdit); }
 void MainMenu::StartCell() { OpenModule(new cell::window::ZYLcell); }
 
 void MainMenu::StartMW() {
