@@ -432,8 +432,12 @@ void WriteChemSage(const Sheet& s, const Grouped& g, const Stoichiometry& st, bo
   if (st.charged) out += fmt::format("{:16.8f}", 0.00054858);
   out += '\n';
   out += "   6   1   2   3   4   5   6\n   6   1   2   3   4   5   6\n";
-  auto species = [&](const SheetRow* r) {
-    const auto iv = GibbsIntervals(thermo::ReadSpeciesData(thermo::FindSpecies(r->name, dbs), r->name));
+  auto species = [&](const SheetRow* r, bool gas_species) {
+    auto iv = GibbsIntervals(thermo::ReadSpeciesData(thermo::FindSpecies(r->name, dbs), r->name));
+    // ChemSage gas data refer to a standard pressure of 1 bar, ours to 1 atm:
+    // G°(1 bar) = G°(1 atm) - R T ln(1.01325).
+    if (gas_species)
+      for (auto& gi : iv) gi.c[1] -= kGasConstantJ * std::log(1.0 / kAtmPerBar);
     out += " " + r->name + '\n';
     out += fmt::format("{:>4}{:>3}", type4 ? 4 : 1, iv.size()) + Stoich(st.elements, st.comp.at(r->name), false, "{:7.1f}");
     if (st.charged) out += fmt::format("{:7.1f}", st.comp.at(r->name).Amount(thermo::kElectron));
@@ -446,12 +450,12 @@ void WriteChemSage(const Sheet& s, const Grouped& g, const Stoichiometry& st, bo
   };
   auto mixture = [&](const Grouped::Phase* p) {
     out += " " + p->row->name + '\n' + " IDMX\n";
-    for (const auto* r : p->species) species(r);
+    for (const auto* r : p->species) species(r, p->row->type == PhaseType::Gas);
   };
   if (gas) mixture(gas);
   else out += " gas_ideal\n IDMX\n";
   for (const auto* p : solutions) mixture(p);
-  for (const auto* r : pures) species(r);
+  for (const auto* r : pures) species(r, false);
 }
 
 }  // namespace

@@ -221,6 +221,14 @@ TEST_F(SolverFilesTest, ChemSageLayout) {
     EXPECT_EQ(nint, static_cast<int>(Data("H2(g)").ranges.size()));
     EXPECT_EQ(sh, 2);
     EXPECT_EQ(so, 0);
+    // Gas data move from the 1 atm to the 1 bar standard state: B - R ln(1.01325).
+    std::istringstream c(l[10]);
+    double tmax = 0, A = 0, B = 0;
+    c >> tmax >> A >> B;
+    const auto iv = GibbsIntervals(Data("H2(g)"));
+    EXPECT_EQ(tmax, iv[0].t_max);
+    EXPECT_NEAR(A, iv[0].c[0], 1e-7 * std::abs(A));
+    EXPECT_NEAR(B, iv[0].c[1] - kGasConstantJ * std::log(1.01325), 1e-6);
   }
 }
 
