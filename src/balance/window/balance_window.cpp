@@ -1,4 +1,5 @@
 #include "balance/window/balance_window.h"
+#include "equilibrium/window/gib_edit.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -522,7 +523,17 @@ void Balance::MPasteL() {
 
 void Balance::MPasteE() {
   if (msgs_->AskYesNo(kMsgCopyToEquilibrium) != platform::Answer::Yes) return;
-  msgs_->Show("The equilibrium module is not part of this installation.");
+  // Species rows of every area's input (raw materials, kmol -> mol) and output (candidate products).
+  std::vector<std::pair<std::string, double>> raw, products;
+  for (int a = 1; a <= book_->AreaCount(); ++a) {
+    for (const auto& r : book_->Rows(book_->InSheet(a)))
+      if (r.kind == RowKind::Species) raw.emplace_back(r.formula, r.kmol * 1000);
+    for (const auto& r : book_->Rows(book_->OutSheet(a)))
+      if (r.kind == RowKind::Species) products.emplace_back(r.formula, r.kmol * 1000);
+  }
+  auto* gib = new equilibrium::window::GibEdit;
+  gib->PasteSpecies(raw, products);
+  gib->show();
 }
 
 void Balance::MTargetCalS() {

@@ -244,6 +244,38 @@ bool GibEdit::FillFromElements(const std::vector<std::string>& elements, bool ga
   return true;
 }
 
+void GibEdit::PasteSpecies(const std::vector<std::pair<std::string, double>>& raw,
+                           const std::vector<std::pair<std::string, double>>& products) {
+  Description d;
+  DescPhase gas{"GAS", PhaseType::Gas, {}}, aq{"AQUEOUS", PhaseType::Aqueous, {}};
+  std::vector<DescPhase> pure;
+  auto add = [&](const std::string& name, double mol) {
+    auto& list = name.ends_with("(g)") ? gas.species : name.ends_with("a)") ? aq.species : [&]() -> auto& {
+      for (auto& p : pure)
+        if (p.name == name) return p.species;
+      pure.push_back({name, PhaseType::Pure, {}});
+      return pure.back().species;
+    }();
+    for (auto& sp : list)
+      if (sp.name == name) {
+        sp.amount += mol;
+        return;
+      }
+    list.push_back({name, mol});
+  };
+  for (const auto& [name, mol] : raw) add(name, mol);
+  for (const auto& [name, mol] : products) add(name, 0.0);
+  if (!gas.species.empty()) d.phases.push_back(std::move(gas));
+  if (!aq.species.empty()) d.phases.push_back(std::move(aq));
+  for (auto& p : pure) d.phases.push_back(std::move(p));
+  Sheet s = SheetFromDescription(d);
+  const Sheet old = GetSheet(book_);
+  s.title = old.title;
+  s.T = old.T;
+  s.P = old.P;
+  SetSheet(s);
+}
+
 void GibEdit::DeleteRows(int first, int last) {
   first = std::max(first, kFirstRow);
   if (last < first) return;

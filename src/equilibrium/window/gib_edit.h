@@ -57,6 +57,11 @@ class GibEdit : public QMainWindow {
 
   /// Fills the sheet with every database species of the elements (gases, condensed, aqueous).
   bool FillFromElements(const std::vector<std::string>& elements, bool gas, bool condensed, bool aqueous);
+  /// A new sheet from streams (name, mol): gases in one phase "GAS", aqueous species in one phase
+  /// "AQUEOUS", each other species a pure phase. `raw` amounts go to column C; `products` are listed
+  /// with zero amount unless they are raw materials too.
+  void PasteSpecies(const std::vector<std::pair<std::string, double>>& raw,
+                    const std::vector<std::pair<std::string, double>>& products);
   /// Deletes rows first..last (0-based sheet rows at or below the first data row).
   void DeleteRows(int first, int last);
   /// Writes the solver file; messages of the checks are shown. False when refused or not written.

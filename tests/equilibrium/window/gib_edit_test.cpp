@@ -165,5 +165,25 @@ TEST_F(GibEditTest, XlsxRoundTripAndFilters) {
   EXPECT_EQ(SolverFileFilter(), "Gibbs (*.gem);;Gibbs (*.igi);;SGM (*.isg);;ChemSAGE 2 (*.da2);;ChemSAGE 3 (*.dat)");
 }
 
+// Streams pasted from a balance: raw materials with their amounts, products as zero-amount candidates,
+// grouped by phase suffix; a species both fed and produced keeps its feed amount once.
+TEST_F(GibEditTest, PastedStreamsBecomePhases) {
+  Recorder rec;
+  GibEdit w(&rec);
+  w.PasteSpecies({{"CH4(g)", 1000}, {"O2(g)", 2000}, {"CaCO3", 500}, {"Na(+a)", 1}},
+                 {{"CO2(g)", 1000}, {"H2O(g)", 2000}, {"CaO", 500}, {"CaCO3", 0}});
+  const auto d = DescriptionFromSheet(w.CurrentSheet());
+  ASSERT_EQ(d.phases.size(), 4u);
+  EXPECT_EQ(d.phases[0].name, "GAS");
+  ASSERT_EQ(d.phases[0].species.size(), 4u);
+  EXPECT_DOUBLE_EQ(d.phases[0].species[1].amount, 2000);
+  EXPECT_DOUBLE_EQ(d.phases[0].species[2].amount, 0);
+  EXPECT_EQ(d.phases[1].type, PhaseType::Aqueous);
+  EXPECT_EQ(d.phases[2].name, "CaCO3");
+  EXPECT_EQ(d.phases[2].species.size(), 1u);
+  EXPECT_DOUBLE_EQ(d.phases[2].species[0].amount, 500);
+  EXPECT_EQ(d.phases[3].type, PhaseType::Pure);
+}
+
 }  // namespace
 }  // namespace zyl::equilibrium::window
