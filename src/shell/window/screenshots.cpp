@@ -8,6 +8,8 @@
 #include "shell/window/main_menu.h"
 #include "balance/window/heat_loss_window.h"
 #include "cell/window/zylcell_window.h"
+#include "equilibrium/window/gib_edit.h"
+#include "platform/window/grid.h"
 #include "mineralogy/window/miner_window.h"
 #include "shell/window/settings_form.h"
 #include "platform/window/grid.h"
@@ -116,6 +118,16 @@ int SaveScreenshots(MainMenu& menu, const QString& dir) {
   }
   menu.StartCell();
   if (auto* ce = Newest<cell::window::ZYLcell>(menu)) n += Save(ce, dir, "cell");
+  menu.StartEquilibrium();
+  if (auto* ge = Newest<equilibrium::window::GibEdit>(menu)) {
+    ge->resize(900, 600);
+    ge->PasteSpecies({{"H2(g)", 2}, {"O2(g)", 1}, {"N2(g)", 3.76}},
+                     {{"H2O(g)", 0}, {"OH(g)", 0}, {"H(g)", 0}, {"O(g)", 0}, {"NO(g)", 0}, {"N(g)", 0}});
+    ge->book().sheet(0).SetNumber(equilibrium::window::kTRow, 1, 3000);
+    ge->book().Recalculate();
+    ge->grid()->Refresh();
+    n += Save(ge, dir, "equilibrium-editor");
+  }
   menu.StartHeatLoss();
   if (auto* hl = Newest<balance::window::HeatLoss>(menu)) {
     hl->Calculate();
