@@ -1,0 +1,91 @@
+// `zyl equilibrium convert` and the solver programs reading the converted files.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string Slurp(const fs::path& p) {
+  std::ifstream in(p, std::ios::binary);
+  std::stringstream ss;
+  ss << in.rdbuf();
+  return ss.str();
+}
+
+class ConvertCli : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    dir_ = fs::temp_directory_path() / ("zyl_conv_" + std::to_string(::getpid()));
+    fs::create_directories(dir_);
+    fs::copy_file(fs::path(ZYL_SOURCE_DATA_DIR) / "Gibbs" / "h2-air-3000K.json", dir_ / "in.json",
+                  fs::copy_options::overwrite_existing);
+  }
+  void TearDown() override { fs::remove_all(dir_); }
+  // Exit status, stdout, stderr; status -2 when the program is not built.
+  std::tuple<int, std::string, std::string> Exec(const std::string& program, const std::string& args) {
+    const fs::path exe = fs::path(ZYL_BIN_DIR) / program;
+    if (!fs::exists(exe)) return {-2, "", program + " not built"};
+    const std::string db = (fs::path(ZYL_SOURCE_DATA_DIR) / "Databases" / "MainDB6.ZYL").string();
+    const std::string cmd = "'" + exe.string() + "' " + args + " --main-db '" + db + "' >'" + (dir_ / "o").string() +
+                            "' 2>'" + (dir_ / "e").string() + "'";
+    const int rc = std::system(cmd.c_str());
+    return {WIFEXITED(rc) ? WEXITSTATUS(rc) : -1, Slurp(dir_ / "o"), Slurp(dir_ / "e")};
+  }
+  std::string P(const std::string& name) const { return "'" + (dir_ / name).string() + "'"; }
+  fs::path dir_;
+};
+
+TEST_F(ConvertCli, EveryFormatWrittenAndTheReadableOnesSolvedAlike) {
+  auto [rc0, ref, err0] = Exec("zyl", "equilibrium " + P("in.json") + " --json");
+  if (rc0 == -2) GTEST_SKIP() << err0;
+  ASSERT_EQ(rc0, 0) << err0;
+  const double g_ref = nlohmann::json::parse(ref)["results"][0]["G"].get<double>();
+  for (const char* f : {"gem", "igi", "isg", "da2", "dat"}) {
+    const std::string out = std::string("out.") + f;
+    auto [rc, so, se] = Exec("zyl", "equilibrium convert " + P("in.json") + " " + P(out) + " --to " + f + " --json");
+    ASSERT_EQ(rc, 0) << se;
+    auto j = nlohmann::json::parse(so);
+    EXPECT_EQ(j["format"], f);
+    EXPECT_TRUE(j["warnings"].is_array());
+    EXPECT_EQ(j["output"], (dir_ / out).string());
+    EXPECT_TRUE(fs::file_size(dir_ / out) > 100);
+    if (std::string(f) == "da2" || std::string(f) == "dat") continue;
+    auto [rc2, so2, se2] = Exec("zyl", "equilibrium " + P(out) + " --json");
+    ASSERT_EQ(rc2, 0) << se2;
+    EXPECT_DOUBLE_EQ(nlohmann::json::parse(so2)["results"][0]["G"].get<double>(), g_ref) << f;
+  }
+  auto [rc3, so3, se3] = Exec("zyl-gibbs", P("out.isg"));
+  ASSERT_EQ(rc3, 0) << se3;
+  EXPECT_EQ(so3, "READY\n");
+  EXPECT_TRUE(fs::exists(dir_ / "out.result.json"));
+}
+
+TEST_F(ConvertCli, RefusedFilesExitNonZeroWithTheMessage) {
+  {
+    std::ofstream(dir_ / "bad.json") << R"J({"T": 1000, "phases": [{"name": "GAS", "type": "gas",
+      "species": [{"name": "Xq7(g)", "amount": 1}]}]})J";
+  }
+  auto [rc, so, se] = Exec("zyl", "equilibrium convert " + P("bad.json") + " " + P("bad.gem") + " --to gem --json");
+  if (rc == -2) GTEST_SKIP() << se;
+  EXPECT_EQ(rc, 1);
+  EXPECT_NE(se.find("ZYL can not find: Xq7(g) from the database."), std::string::npos) << se;
+  EXPECT_FALSE(fs::exists(dir_ / "bad.gem"));
+  auto [rc2, so2, se2] = Exec("zyl", "equilibrium convert " + P("in.json") + " " + P("x.xyz") + " --to xyz");
+  EXPECT_NE(rc2, 0);
+  EXPECT_NE(se2.find("--to must be one of"), std::string::npos);
+  {
+    std::ofstream(dir_ / "broken.isg") << "title\n   2   1\n";
+  }
+  auto [rc3, so3, se3] = Exec("zyl", "equilibrium " + P("broken.isg"));
+  EXPECT_NE(rc3, 0);
+  EXPECT_NE(se3.find("broken.isg: line"), std::string::npos) << se3;
+}
+
+}  // namespace
