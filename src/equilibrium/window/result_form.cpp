@@ -184,9 +184,9 @@ void FillResultBook(const std::vector<PointResult>& points, platform::Workbook* 
     }
     row += 2;
   }
-  s.SetColumnWidth(kColPhase, 22);
-  s.SetColumnWidth(kColSpecies, 16);
-  for (int c = kColMol; c <= kColKg; ++c) s.SetColumnWidth(c, 14);
+  s.SetColumnWidth(kColPhase, 16);
+  s.SetColumnWidth(kColSpecies, 12);
+  for (int c = kColMol; c <= kColKg; ++c) s.SetColumnWidth(c, 12);
 
   int si = book->FindSheet(kSeriesSheet);
   if (points.size() < 2) {
@@ -231,7 +231,8 @@ EquiResult::EquiResult(platform::Messages* msgs, QWidget* parent)
   Text1->setObjectName("Text1");
   Text1->setReadOnly(true);
   layout->addWidget(Text1);
-  auto* split = new QSplitter(Qt::Horizontal, central);
+  split_ = new QSplitter(Qt::Horizontal, central);
+  auto* split = split_;
   grid_ = new platform::window::Grid(&book_, split);
   grid_->setObjectName("ResultGrid");
   split->addWidget(grid_);
@@ -322,7 +323,12 @@ void EquiResult::ShowPoints(const std::vector<PointResult>& points) {
     species_->setCurrentText(best);
   }
   species_->blockSignals(false);
-  plot_panel_->setVisible(si >= 0);
+  if (si >= 0 && plot_panel_->isHidden()) {
+    plot_panel_->setVisible(true);
+    const int w = std::max(split_->width(), width());
+    split_->setSizes({w * 3 / 5, w * 2 / 5});  // the sheet's six columns first
+  }
+  if (si < 0) plot_panel_->hide();
   if (si >= 0) PlotSpecies(species_->currentText());
 }
 

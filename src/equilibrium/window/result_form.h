@@ -18,6 +18,7 @@
 
 class QComboBox;
 class QLineEdit;
+class QSplitter;
 
 namespace zyl::platform {
 class Messages;
@@ -89,6 +90,7 @@ class EquiResult : public QMainWindow {
   platform::window::XYPlot* plot_ = nullptr;
   QComboBox* species_ = nullptr;
   QWidget* plot_panel_ = nullptr;
+  QSplitter* split_ = nullptr;
 };
 
 }  // namespace zyl::equilibrium::window
