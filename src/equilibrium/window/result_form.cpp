@@ -8,6 +8,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenuBar>
+#include <QPrinterInfo>
 #include <QSplitter>
 #include <QTableView>
 #include <QVBoxLayout>
@@ -376,6 +377,12 @@ void EquiResult::Copy() {
   QApplication::clipboard()->setText(tsv);
 }
 
-void EquiResult::Print() { grid_->Print(kNoPrinter); }
+void EquiResult::Print() {
+  if (QPrinterInfo::availablePrinterNames().isEmpty()) {
+    Msgs().Show(kNoPrinter, platform::kDefaultTitle, platform::Icon::Warning);
+    return;
+  }
+  grid_->Print(kNoPrinter);
+}
 
 }  // namespace zyl::equilibrium::window

@@ -4,7 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <QApplication>
+#include <QClipboard>
 #include <QComboBox>
+#include <QPrinterInfo>
 #include <QLineEdit>
 #include <cstdlib>
 #include <filesystem>
@@ -143,6 +146,19 @@ TEST(EquiResultForm, SavesAWorkbookAndRefusesBadFiles) {
   EXPECT_DOUBLE_EQ(*s.Number(row, kColMol), 2.0);
   EXPECT_GE(back.FindSheet(kSeriesSheet), 0);
   EXPECT_TRUE(msgs.shown.empty());
+
+  // Copy without a selection: the whole sheet as the grid shows it, tab-separated.
+  QApplication::clipboard()->clear();
+  form.Copy();
+  const QString copied = QApplication::clipboard()->text();
+  EXPECT_TRUE(copied.startsWith("T\t1000.000\tK\t")) << copied.left(40).toStdString();
+  EXPECT_TRUE(copied.contains("\tH2O(g)\t2.0000E+00\t6.6667E-01\t")) << copied.toStdString();
+  if (QPrinterInfo::availablePrinterNames().isEmpty()) {
+    form.Print();
+    ASSERT_EQ(msgs.shown.size(), 1u);
+    EXPECT_EQ(msgs.shown.back(), kNoPrinter);
+    msgs.shown.clear();
+  }
 
   // Unwritable target and missing or damaged files: a message, never a crash.
   EXPECT_FALSE(form.SaveFile(QString::fromStdString((dir.Path() / "no" / "such" / "x.xlsx").string())));
