@@ -185,6 +185,7 @@ void FillResultBook(const std::vector<PointResult>& points, platform::Workbook* 
     }
     row += 2;
   }
+  s.SetProtected(true);  // calculated values
   s.SetColumnWidth(kColPhase, 16);
   s.SetColumnWidth(kColSpecies, 12);
   for (int c = kColMol; c <= kColKg; ++c) s.SetColumnWidth(c, 12);
@@ -219,6 +220,7 @@ void FillResultBook(const std::vector<PointResult>& points, platform::Workbook* 
   t.SetNumberFormat(kSeriesFirstRow, 0, kSeriesFirstRow + int(points.size()) - 1, 0, "0.00");
   t.SetNumberFormat(kSeriesFirstRow, 1, kSeriesFirstRow + int(points.size()) - 1, int(keys.size()), kAmountFormat);
   for (size_t k = 0; k < keys.size(); ++k) t.SetColumnWidth(int(k) + 1, 16);
+  t.SetProtected(true);
   book->SetActiveSheet(book->FindSheet(kResultSheet));
 }
 
@@ -236,6 +238,7 @@ EquiResult::EquiResult(platform::Messages* msgs, QWidget* parent)
   auto* split = split_;
   grid_ = new platform::window::Grid(&book_, split);
   grid_->setObjectName("ResultGrid");
+  grid_->SetProtectionMessage(kCalculatedValues);
   split->addWidget(grid_);
   plot_panel_ = new QWidget(split);
   auto* pl = new QVBoxLayout(plot_panel_);

@@ -31,6 +31,7 @@ class XYPlot;
 namespace zyl::equilibrium::window {
 
 inline constexpr const char* kNoPrinter = "Printer error. No printers installed?";
+inline constexpr const char* kCalculatedValues = "The results are calculated values and can not be edited.";
 inline constexpr const char* kResultSheet = "Result";
 inline constexpr const char* kSeriesSheet = "Series";
 

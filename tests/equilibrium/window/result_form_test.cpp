@@ -84,6 +84,7 @@ TEST(EquiResultForm, MassesTotalsAndFlagsAgainstHandNumbers) {
   ASSERT_EQ(h2o, gas + 1);
   EXPECT_NEAR(*s.Number(h2o, kColKg), 2 * kMwH2O / 1000, 2 * kMwH2O / 1000 * kRel);
   EXPECT_NEAR(*s.Number(h2o, kColFraction), 0.6666666667, 1e-12);
+  EXPECT_FALSE(s.Editable(h2o, kColMol));  // results are not typed over
 
   const int calcite = FindRow(s, kColPhase, "CaCO3 (pure)");
   ASSERT_GT(calcite, gas);
