@@ -1,5 +1,6 @@
 #include "equilibrium/solver_files.h"  // first: see gib_edit.h
 #include "equilibrium/window/gib_edit.h"
+#include "equilibrium/window/sol_gasm.h"
 
 #include <QCheckBox>
 #include <QDialog>
@@ -39,7 +40,7 @@ bool TypeFromText(const std::string& text, PhaseType& t) {
 
 }  // namespace
 
-std::function<void(QWidget*, const QString&)> GibEdit::ShowSolverRun;
+std::function<void(QWidget*, const QString&)> GibEdit::ShowSolverRun = ShowSolGasM;
 
 QString GibbsFolder() {
   auto dir = platform::UserDataDir() / "Gibbs";

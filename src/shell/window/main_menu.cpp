@@ -23,6 +23,7 @@
 #include "diagrams/window/zyl_eph_form.h"
 #include "diagrams/window/zyl_psd_form.h"
 #include "equilibrium/window/gib_edit.h"
+#include "equilibrium/window/sol_gasm.h"
 #include "mineralogy/window/miner_window.h"
 #include "platform/window/help.h"
 #include "platform/window/link.h"
@@ -280,7 +281,14 @@ void MainMenu::StartHeatLoss() {
   OpenModule(new balance::window::HeatLoss);
 }
 
-void MainMenu::StartEquilibrium() { OpenModule(new equilibrium::window::GibEdit); }
+void MainMenu::StartEquilibrium() {
+  // A solver program named in the settings replaces our own as the run form's default.
+  const std::filesystem::path solver = ZYL5main().settings.sol_gas_mix;
+  std::error_code ec;
+  if (!solver.empty() && std::filesystem::is_regular_file(solver, ec))
+    equilibrium::window::SharedSolver().solver_path = QString::fromStdString(solver.string());
+  OpenModule(new equilibrium::window::GibEdit);
+}
 void MainMenu::StartCell() { OpenModule(new cell::window::ZYLcell); }
 
 void MainMenu::StartMW() {

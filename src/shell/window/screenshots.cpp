@@ -2,6 +2,13 @@
 
 #include <QApplication>
 #include <QDir>
+#include <QEventLoop>
+#include <QFile>
+#include <QTimer>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include "platform/files.h"
+#include "platform/paths.h"
 #include <QPixmap>
 #include <QWidget>
 
@@ -10,6 +17,8 @@
 #include "cell/window/zylcell_window.h"
 #include "equilibrium/window/gib_edit.h"
 #include "platform/window/grid.h"
+#include "equilibrium/window/result_form.h"
+#include "equilibrium/window/sol_gasm.h"
 #include "mineralogy/window/miner_window.h"
 #include "shell/window/settings_form.h"
 #include "platform/window/grid.h"
@@ -44,6 +53,38 @@ T* Newest(MainMenu& menu) {
   for (auto it = list.rbegin(); it != list.rend(); ++it)
     if (auto* w = qobject_cast<T*>(*it)) return w;
   return nullptr;
+}
+
+/// The solver run form after a real zyl-gibbs run of a temperature series, and its result form.
+int SaveEquilibriumScreenshots(const QString& dir) {
+  namespace eq = equilibrium::window;
+  auto text = platform::ReadFile(platform::DataPath("Gibbs/h2-air-3000K.json"));
+  if (!text) return 0;
+  auto desc = nlohmann::json::parse(*text, nullptr, false);
+  if (desc.is_discarded()) return 0;
+  desc["T"] = 1500;
+  desc["T_step"] = 250;
+  desc["T_count"] = 7;
+  const QString input = QDir(QDir::tempPath()).filePath("h2-air-series.json");
+  if (!platform::WriteFileAtomic(input.toStdString(), desc.dump(1) + "\n")) return 0;
+  int n = 0;
+  eq::SolGasM form;
+  form.TextInput->setText(input);
+  form.resize(720, 170);
+  QEventLoop loop;
+  QObject::connect(&form, &eq::SolGasM::solverFinished, &loop, &QEventLoop::quit);
+  QTimer::singleShot(60000, &loop, &QEventLoop::quit);
+  if (form.ButCalc_Click()) loop.exec();
+  n += Save(&form, dir, "solver-run");
+  if (auto* result = form.ButDraw_Click()) {
+    result->resize(1360, 640);
+    result->SpeciesCombo()->setCurrentText("GAS: H(g)");
+    n += Save(result, dir, "solver-result");
+    result->close();
+  }
+  QFile::remove(input);
+  form.close();
+  return n;
 }
 
 }  // namespace
@@ -128,6 +169,7 @@ int SaveScreenshots(MainMenu& menu, const QString& dir) {
     ge->grid()->Refresh();
     n += Save(ge, dir, "equilibrium-editor");
   }
+  n += SaveEquilibriumScreenshots(dir);
   menu.StartHeatLoss();
   if (auto* hl = Newest<balance::window::HeatLoss>(menu)) {
     hl->Calculate();
