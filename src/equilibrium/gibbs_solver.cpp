@@ -442,7 +442,9 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
         if (std::fabs(d) / scale > kConvergence) small = false;
         n[act[c]] += lambda * d;
       }
-      if (!std::isfinite(total) || !std::isfinite(lambda)) {
+      bool finite = std::isfinite(total) && std::isfinite(lambda);
+      for (size_t p : lp) finite = finite && std::isfinite(lnnp[p]) && np[p] > 0.0;
+      if (!finite) {
         singular = true;
         break;
       }
@@ -616,6 +618,22 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
     } else {
       // The returning phase starts small with the composition its stability test gives.
       const size_t p = add_phase;
+      // The phase rule allows no more phases than balance rows: the smallest present one makes room.
+      Gather();
+      if (lp.size() + act.size() + 1 > ne) {
+        size_t cj = ns, cp = nph;
+        for (size_t j : act)
+          if (cj == ns || n[j] < n[cj]) cj = j;
+        for (size_t q : lp)
+          if (cp == nph || np[q] < np[cp]) cp = q;
+        if (cp != nph && (cj == ns || np[cp] < n[cj])) {
+          live[cp] = false;
+          for (size_t j : members[cp]) n[j] = 0.0;
+        } else if (cj != ns) {
+          active[cj] = false;
+          n[cj] = 0.0;
+        }
+      }
       ++returns[p];
       last_phase = p;
       last_added = ns;
