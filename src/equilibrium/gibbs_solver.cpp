@@ -531,9 +531,21 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
       // More condensed phases than the phase rule allows: drop the smallest one other than the
       // one added last and go on.
       // Likewise two mixture phases that can not coexist: the smaller one leaves.
+      // A phase that alone holds some element stays.
+      auto SoleHolder = [&](size_t j) {
+        for (size_t k = 0; k < ne; ++k) {
+          if (a[j * ne + k] == 0.0 || b[k] <= 0.0) continue;
+          bool other = false;
+          for (size_t p : lp)
+            for (size_t q : members[p]) other = other || a[q * ne + k] != 0.0;
+          for (size_t q : act) other = other || (q != j && a[q * ne + k] != 0.0);
+          if (!other) return true;
+        }
+        return false;
+      };
       size_t victim = ns;
       for (size_t j : cond)
-        if (active[j] && j != last_added && (victim == ns || n[j] < n[victim])) victim = j;
+        if (active[j] && j != last_added && !SoleHolder(j) && (victim == ns || n[j] < n[victim])) victim = j;
       size_t gone = nph;
       if (lp.size() > 1)
         for (size_t p : lp)
