@@ -250,11 +250,12 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
     }
   };
   std::vector<double> xbuf;
-  auto StartAfresh = [&]() {
+  // Even start of every mixture phase (or of the present ones only).
+  auto StartAfresh = [&](bool present_only) {
     size_t count = 0;
-    for (size_t p = 0; p < nph; ++p) count += !members[p].empty();
+    for (size_t p = 0; p < nph; ++p) count += !members[p].empty() && (live[p] || !present_only);
     for (size_t p = 0; p < nph; ++p) {
-      if (members[p].empty()) continue;
+      if (members[p].empty() || (present_only && !live[p])) continue;
       const double amount = 0.1 * btot / static_cast<double>(count);
       if (phases[p].kind == MixtureKind::Aqueous && members[p].size() > 1) {
         // Mostly solvent, as an aqueous phase is.
@@ -267,7 +268,7 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
       }
     }
   };
-  StartAfresh();
+  StartAfresh(false);
   if (pr.start.size() == ns) {
     for (size_t p = 0; p < nph; ++p) {
       if (members[p].empty()) continue;
@@ -547,12 +548,26 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
       for (size_t j : cond)
         if (active[j] && j != last_added && !SoleHolder(j) && (victim == ns || n[j] < n[victim])) victim = j;
       size_t gone = nph;
+      auto SolePhase = [&](size_t p) {
+        for (size_t k = 0; k < ne; ++k) {
+          if (b[k] <= 0.0) continue;
+          bool here = false, other = false;
+          for (size_t j : members[p]) here = here || a[j * ne + k] != 0.0;
+          for (size_t q : lp)
+            if (q != p)
+              for (size_t j : members[q]) other = other || a[j * ne + k] != 0.0;
+          for (size_t j : act) other = other || a[j * ne + k] != 0.0;
+          if (here && !other) return true;
+        }
+        return false;
+      };
       if (lp.size() > 1)
         for (size_t p : lp)
-          if (p != last_phase && (gone == nph || np[p] < np[gone])) gone = p;
+          if (p != last_phase && !SolePhase(p) && (gone == nph || np[p] < np[gone])) gone = p;
       if (gone != nph && (victim == ns || np[gone] < n[victim]) && ++changes <= kMaxPhaseChanges) {
         live[gone] = false;
         for (size_t j : members[gone]) n[j] = 0.0;
+        StartAfresh(true);
         continue;
       }
       if (victim != ns && ++changes <= kMaxPhaseChanges) {
@@ -582,7 +597,7 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
       }
       active[add] = true;
       n[add] = 0.0;
-      StartAfresh();
+      StartAfresh(false);
       continue;
     }
     // Phase changes: drop a condensed phase with negative amount, else add the absent phase
