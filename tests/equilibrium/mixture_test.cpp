@@ -2,7 +2,10 @@
 // against the reaction module's log K (a second route to the same ΔG°).
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstdlib>
+#include <random>
 #include <filesystem>
 
 #include "equilibrium/description.h"
@@ -179,6 +182,41 @@ TEST_F(Aqueous, SaltDissolvesNeutralAndSaturates) {
       EXPECT_NEAR(std::log10(na * cl), LogK("NaCl=Na(+a)+Cl(-a)"), 1e-6);
     }
   }
+}
+
+// Random CO2 / N2 / O2 / NaCl / Na2CO3 / water systems at 25 °C (gas, aqueous phase with ions and
+// two salts that dissolve or saturate): every case solves with element and charge residuals below
+// 1e-10. ZYL_FUZZ_CASES raises the case count.
+TEST_F(Aqueous, RandomSaltAndGasSystemsSolve) {
+  int cases = 300;
+  if (const char* env = std::getenv("ZYL_FUZZ_CASES")) cases = std::max(1, std::atoi(env));
+  std::mt19937 rng(1);
+  std::uniform_real_distribution<double> u(0.0, 1.0);
+  auto some = [&](double lo, double hi) { return u(rng) < 0.15 ? 0.0 : std::pow(10.0, lo + (hi - lo) * u(rng)); };
+  int failures = 0;
+  for (int i = 0; i < cases; ++i) {
+    Description d;
+    d.T = 298.15;
+    d.phases.push_back(
+        {"GAS", PhaseType::Gas, {{"CO2(g)", some(-4, 1)}, {"N2(g)", some(-3, 1)}, {"H2O(g)", 0}, {"O2(g)", some(-4, 0)}}});
+    d.phases.push_back({"AQ",
+                        PhaseType::Aqueous,
+                        {{"H2O", kWaterPerKg * std::pow(10.0, -1 + 2 * u(rng))},
+                         {"H(+a)", 0},
+                         {"OH(-a)", 0},
+                         {"CO2(a)", 0},
+                         {"HCO3(-a)", 0},
+                         {"CO3(-2a)", 0},
+                         {"Na(+a)", 0},
+                         {"Cl(-a)", 0},
+                         {"NaCl(a)", 0}}});
+    d.phases.push_back({"NaCl", PhaseType::Pure, {{"NaCl", some(-4, 1)}}});
+    d.phases.push_back({"Na2CO3", PhaseType::Pure, {{"Na2CO3", some(-4, 0)}}});
+    auto r = Calculate(d, *dbs_);
+    if (!r.ok() || !(r.points[0].element_residual < 1e-10))
+      if (++failures <= 3) ADD_FAILURE() << "case " << i << ": " << r.error;
+  }
+  EXPECT_EQ(failures, 0);
 }
 
 TEST_F(Aqueous, MissingSolventAndNetChargeAreReported) {
