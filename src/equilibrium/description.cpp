@@ -156,9 +156,12 @@ PreparedSystem Prepare(const Description& d, const thermo::SpeciesDatabases& dbs
   pr.pressure = p_atm;  // G° values refer to 1 atm
   for (size_t pi = 0; pi < d.phases.size(); ++pi) {
     const auto& ph = d.phases[pi];
-    if (ph.type == PhaseType::Solution || ph.type == PhaseType::Aqueous) {
-      sys.error = "Phase " + ph.name + ": solution and aqueous phases are not supported by this solver yet.";
-      return sys;
+    const int mixture = static_cast<int>(pr.phases.size());
+    if (ph.type != PhaseType::Pure) {
+      const MixtureKind kind = ph.type == PhaseType::Gas        ? MixtureKind::Gas
+                               : ph.type == PhaseType::Aqueous ? MixtureKind::Aqueous
+                                                                : MixtureKind::Solution;
+      pr.phases.push_back({ph.name, kind, -1});
     }
     for (size_t si = 0; si < ph.species.size(); ++si) {
       const auto& name = ph.species[si].name;
@@ -180,6 +183,10 @@ PreparedSystem Prepare(const Description& d, const thermo::SpeciesDatabases& dbs
       GibbsSpecies gs;
       gs.name = name;
       gs.condensed = ph.type == PhaseType::Pure;
+      gs.phase = gs.condensed ? 0 : mixture;
+      if (ph.type == PhaseType::Aqueous && comp.Count() == 2 && comp.Amount("H") == 2.0 && comp.Amount("O") == 1.0 &&
+          pr.phases.back().solvent < 0)
+        pr.phases.back().solvent = static_cast<int>(pr.species.size());
       for (const auto& e : comp.entries) {
         auto it = std::find(pr.elements.begin(), pr.elements.end(), e.symbol);
         if (it == pr.elements.end()) {
@@ -197,6 +204,10 @@ PreparedSystem Prepare(const Description& d, const thermo::SpeciesDatabases& dbs
       pr.species.push_back(std::move(gs));
       sys.data.push_back(std::move(sd));
       sys.slots.push_back({pi, si});
+    }
+    if (ph.type == PhaseType::Aqueous && pr.phases.back().solvent < 0) {
+      sys.error = "Phase " + ph.name + ": an aqueous phase needs the solvent H2O.";
+      return sys;
     }
   }
   // Charge must balance to zero; an electron "element" with a nonzero total can not be met.
@@ -272,15 +283,7 @@ CalcResult Calculate(const Description& d, const thermo::SpeciesDatabases& dbs) 
     pt.P = p_atm;
     pt.element_residual = g.max_residual;
     pt.iterations = g.iterations;
-    double gsum = 0;
-    for (size_t j = 0; j < pr.species.size(); ++j) {
-      const double n = g.mol[j];
-      if (!(n > 0)) continue;
-      double mu = pr.species[j].g_rt;
-      if (!pr.species[j].condensed) mu += std::log(n / g.gas_mol) + std::log(p_atm);
-      gsum += n * mu;
-    }
-    pt.G = gsum * rt / 1000.0;
+    pt.G = g.g_rt * rt / 1000.0;  // G = Σ b_k·λ_k at equilibrium
     for (const auto& ph : d.phases) {
       PhaseResult r;
       r.name = ph.name;
@@ -289,12 +292,19 @@ CalcResult Calculate(const Description& d, const thermo::SpeciesDatabases& dbs) 
     }
     for (size_t j = 0; j < slots.size(); ++j) {
       auto& r = pt.phases[slots[j].first];
-      r.species.push_back({pr.species[j].name, g.mol[j], 0.0});
+      r.species.push_back({pr.species[j].name, g.mol[j], 0.0, std::nullopt});
       r.amount += g.mol[j];
     }
     for (auto& r : pt.phases) {
       r.stable = r.amount > 0;
       for (auto& s : r.species) s.mole_fraction = r.amount > 0 ? s.amount / r.amount : 0.0;
+    }
+    for (const auto& ph : pr.phases) {
+      if (ph.kind != MixtureKind::Aqueous) continue;
+      const double water_kg = g.mol[ph.solvent] * kWaterMolarMassKg;
+      auto& r = pt.phases[slots[ph.solvent].first];
+      for (size_t s = 0; s < r.species.size(); ++s)
+        if (s != slots[ph.solvent].second && water_kg > 0) r.species[s].molality = r.species[s].amount / water_kg;
     }
     res.points.push_back(std::move(pt));
   }
@@ -308,8 +318,10 @@ nlohmann::ordered_json ResultJson(const CalcResult& r) {
     OJ phases = OJ::array();
     for (const auto& ph : p.phases) {
       OJ sp = OJ::array();
-      for (const auto& s : ph.species)
+      for (const auto& s : ph.species) {
         sp.push_back({{"name", s.name}, {"amount", s.amount}, {"mole_fraction", s.mole_fraction}});
+        if (ph.type == PhaseType::Aqueous && s.molality) sp.back()["molality"] = *s.molality;
+      }
       phases.push_back({{"name", ph.name},
                         {"type", PhaseTypeText(ph.type)},
                         {"amount", ph.amount},
@@ -355,7 +367,19 @@ Description NewDescription(const std::vector<std::string>& elements, bool gas, b
     }
   }
   if (!gp.species.empty()) d.phases.push_back(std::move(gp));
-  if (!ap.species.empty()) d.phases.push_back(std::move(ap));
+  if (!ap.species.empty()) {
+    // The solvent leads the aqueous phase and is not also a pure phase.
+    const bool has_water = std::find(elements.begin(), elements.end(), "H") != elements.end() &&
+                           std::find(elements.begin(), elements.end(), "O") != elements.end();
+    if (has_water) {
+      ap.species.insert(ap.species.begin(), {"H2O", 0.0});
+      std::erase_if(pure, [](const DescPhase& p) {
+        auto c = thermo::ParseFormula(p.species[0].name);
+        return c.Count() == 2 && c.Amount("H") == 2.0 && c.Amount("O") == 1.0;
+      });
+      d.phases.push_back(std::move(ap));
+    }
+  }
   for (auto& p : pure) d.phases.push_back(std::move(p));
   return d;
 }

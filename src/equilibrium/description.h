@@ -1,6 +1,7 @@
 #pragma once
 // The JSON description of an equilibrium problem, its calculation over a temperature series with
 // species data from the databases, and the JSON result.
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -52,6 +53,7 @@ struct SpeciesResult {
   std::string name;
   double amount = 0;         ///< mol
   double mole_fraction = 0;  ///< within its phase
+  std::optional<double> molality;  ///< mol/kg H2O, aqueous solutes only
 };
 
 struct PhaseResult {

@@ -66,6 +66,24 @@ TEST_F(Programs, ZylEquilibriumJsonAndGibbsResultFileAgree) {
   EXPECT_EQ(k, j);
 }
 
+// The aqueous example: zyl-gibbs writes the result and "READY"; CO2(a) carries its molality.
+TEST_F(Programs, GibbsSolvesAqueousExample) {
+  fs::copy_file(fs::path(ZYL_SOURCE_DATA_DIR) / "Gibbs" / "co2-water-25C.json", dir_ / "AQ.json",
+                fs::copy_options::overwrite_existing);
+  auto g = Exec("zyl-gibbs", "'" + (dir_ / "AQ.json").string() + "'");
+  if (g.status == -2) GTEST_SKIP() << g.err;
+  ASSERT_EQ(g.status, 0) << g.err;
+  EXPECT_EQ(g.out, "READY\n");
+  auto k = nlohmann::json::parse(Slurp(dir_ / "AQ.result.json"));
+  const auto& p = k.at("results").at(0);
+  EXPECT_LT(p["element_residual"].get<double>(), 1e-10);
+  const auto& aq = p["phases"][1];
+  EXPECT_EQ(aq["type"], "aqueous");
+  EXPECT_TRUE(aq["stable"].get<bool>());
+  EXPECT_EQ(aq["species"][1]["name"], "CO2(a)");
+  EXPECT_NEAR(aq["species"][1]["molality"].get<double>(), 0.033, 0.003);
+}
+
 TEST_F(Programs, FailuresExitNonZeroWithMessage) {
   std::ofstream(dir_ / "bad.json") << R"j({"phases": [{"name": "GAS", "species": [{"name": "Qq(g)", "amount": 1}]}]})j";
   for (const std::string prog : {"zyl equilibrium", "zyl-gibbs"}) {
