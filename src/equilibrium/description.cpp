@@ -203,7 +203,7 @@ PreparedSystem Prepare(const Description& d, const thermo::SpeciesDatabases& dbs
       for (size_t k = 0; k < pr.elements.size(); ++k) pr.element_mol[k] += ph.species[si].amount * gs.elements[k];
       pr.species.push_back(std::move(gs));
       sys.data.push_back(std::move(sd));
-      sys.slots.push_back({pi, si});
+      sys.species_slots.push_back({pi, si});
     }
     if (ph.type == PhaseType::Aqueous && pr.phases.back().solvent < 0) {
       sys.error = "Phase " + ph.name + ": an aqueous phase needs the solvent H2O.";
@@ -264,7 +264,7 @@ CalcResult Calculate(const Description& d, const thermo::SpeciesDatabases& dbs) 
   }
   const GibbsProblem& pr = sys.problem;
   const double p_atm = pr.pressure;
-  const auto& slots = sys.slots;
+  const auto& slots = sys.species_slots;
   for (int t = 0; t < d.T_count; ++t) {
     const double tin = d.T + t * d.T_step;
     const double tk = d.celsius ? tin + kCelsiusOffset : tin;

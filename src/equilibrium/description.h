@@ -83,7 +83,7 @@ struct CalcResult {
 struct PreparedSystem {
   GibbsProblem problem;
   std::vector<thermo::SpeciesData> data;
-  std::vector<std::pair<size_t, size_t>> slots;  ///< (phase, species) of each problem species
+  std::vector<std::pair<size_t, size_t>> species_slots;  ///< (phase, species) of each problem species
   std::string error;
   bool ok() const { return error.empty(); }
 };

@@ -1,5 +1,6 @@
-#include "equilibrium/solver_files.h"  // first: see gib_edit.h
 #include "equilibrium/window/gib_edit.h"
+
+#include "equilibrium/solver_files.h"
 #include "equilibrium/window/sol_gasm.h"
 
 #include <QCheckBox>

@@ -20,8 +20,6 @@ namespace zyl::platform::window {
 class Grid;
 }
 
-// description.h has a member named `slots`, which Qt's keyword macro breaks: declare only here and
-// include solver_files.h ahead of any Qt header in .cpp files.
 namespace zyl::equilibrium {
 struct Sheet;
 enum class SolverFormat;

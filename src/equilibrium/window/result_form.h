@@ -9,11 +9,7 @@
 #include <string>
 #include <vector>
 
-// description.h has a member named like Qt's `slots` keyword macro.
-#pragma push_macro("slots")
-#undef slots
 #include "equilibrium/description.h"
-#pragma pop_macro("slots")
 #include "platform/workbook.h"
 
 class QComboBox;
