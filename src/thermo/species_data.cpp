@@ -207,6 +207,14 @@ SpeciesValues CalcSpeciesAtTPlain(const SpeciesData& sp, double T) {
   h += dh;
   s += ds;
   v.cp = r[k].a + r[k].b * kB * T + r[k].c * kC * (inv_t * inv_t) + r[k].d * kD * (T * T);
+  if (T > r[n - 1].t2 && HoldsCpAboveRanges(sp)) {
+    // H and S stay at their values at the last T2 (Cp = 0): near water's critical point the model's
+    // Cp diverges (thousands of J/(mol K) at 350 °C), so any Cp carried on from there runs away.
+    const double t2 = r[n - 1].t2;
+    h -= RangeDeltaH(r[k], t2, T);
+    s -= RangeDeltaS(r[k], t2, T);
+    v.cp = 0;
+  }
   v.mean_cp = v.cp;
   v.h = h;
   v.s = s;
@@ -215,6 +223,13 @@ SpeciesValues CalcSpeciesAtTPlain(const SpeciesData& sp, double T) {
   else if (T > r[n - 1].t2) v.extrapolated = Extrapolation::Above;
   v.ok = true;
   return v;
+}
+
+bool HoldsCpAboveRanges(const SpeciesData& sp) {
+  if (sp.ranges.empty()) return false;
+  const char* p = sp.ranges.back().phase;
+  if (std::strcmp(p, "a") == 0 || std::strcmp(p, "ia") == 0) return true;
+  return std::strcmp(p, "l") == 0 && (sp.name == "H2O" || sp.name == "H2O(l)");
 }
 
 SpeciesValues CalcSpeciesAtT(const SpeciesData& sp, double T) {
