@@ -130,7 +130,8 @@ TEST(CalcSpeciesAtT, OutsideTheRangesUsesTheNearestRange) {
   EXPECT_FALSE(CalcSpeciesAtT(SpeciesData{}, 300).ok);
 }
 
-// Aqueous species and liquid water end at 350 °C, where their Cp diverges: above, H and S stay put.
+// Aqueous species and liquid water end at 350 °C, where their Cp diverges: above, H and S stay put;
+// aqueous data ending well below keep the Cp of their last T2.
 // A gas and a liquid other than water keep running on their last polynomial.
 TEST(CalcSpeciesAtT, AqueousSpeciesHoldHAndSAboveTheirRanges) {
   SpeciesData ion;
@@ -156,6 +157,13 @@ TEST(CalcSpeciesAtT, AqueousSpeciesHoldHAndSAboveTheirRanges) {
   SetSpeciesName(water, "H2O");
   water.ranges = {R(273.15, 623.15, "l", -68315, 16.7, 18, 0, 0, 0)};
   EXPECT_NEAR(CalcSpeciesAtT(water, 900).h, CalcSpeciesAtT(water, 623.15).h, 1e-6);
+  // data ending away from the critical point keep the Cp of their last T2
+  SpeciesData low = water;
+  low.ranges = {R(273.15, 373.15, "l", -68315, 16.7, 18, 10, 0, 0)};
+  const double cp_t2 = RangeCp(low.ranges[0], 373.15);
+  EXPECT_NEAR(CalcSpeciesAtT(low, 473.15).h - CalcSpeciesAtT(low, 373.15).h, cp_t2 * 100, 1e-6);
+  EXPECT_NEAR(CalcSpeciesAtT(low, 473.15).s - CalcSpeciesAtT(low, 373.15).s, cp_t2 * std::log(473.15 / 373.15), 1e-9);
+  EXPECT_EQ(CalcSpeciesAtT(low, 473.15).cp, cp_t2);
   SpeciesData other = water;
   SetSpeciesName(other, "Br2");
   EXPECT_NEAR(CalcSpeciesAtT(other, 900).h - CalcSpeciesAtT(other, 623.15).h, 18 * (900 - 623.15), 1e-6);
