@@ -46,6 +46,22 @@ FitTolerance AqueousTolerance(const FitTolerance& base) {
 // NiCO3 has no enthalpy of formation in the file.
 constexpr std::string_view kLlnlSolids[] = {"NiCl2", "CoCl2", "ZnCl2", "NiSO4", "NiCO3"};
 
+// Densities at 25 °C (g/cm3 = kg/l) of condensed substances whose mineral data in OBIGT carry no
+// molar volume: CRC Handbook of Chemistry and Physics, 97th ed. (2016), "Physical Constants of
+// Inorganic Compounds" and "Properties of the Elements"; liquids (Hg, Br2, H2O) at 25 °C.
+struct HandbookDensity {
+  std::string_view formula;
+  double density;  // g/cm3
+};
+constexpr HandbookDensity kHandbookDensities[] = {
+    {"Li", 0.534},    {"Be", 1.85},     {"Na", 0.968},     {"Mg", 1.738},    {"Si", 2.329},   {"P", 1.823},
+    {"K", 0.89},      {"Ca", 1.55},     {"Ti", 4.506},     {"V", 6.0},       {"Cr", 7.15},    {"Zr", 6.52},
+    {"Nb", 8.57},     {"Mo", 10.2},     {"W", 19.3},       {"Pb", 11.3},     {"Hg", 13.53},   {"Br2", 3.10},
+    {"I2", 4.933},    {"H2O", 0.997},   {"Na2O", 2.27},    {"Na2CO3", 2.54}, {"Na2SO4", 2.66}, {"CaCl2", 2.15},
+    {"MgCl2", 2.32},  {"SiC", 3.16},
+};
+constexpr std::string_view kHandbookDensityRef = "CRC";
+
 // Species holding each element in its reference state at 25 °C, and atoms per formula unit; elements
 // not listed are their own condensed species.
 struct ReferenceState {
@@ -295,6 +311,59 @@ std::string ObigtReference(const ObigtRow& row) {
 
 }  // namespace
 
+// ---- densities ----------------------------------------------------------------------------------
+
+/// Density (kg/l) and its source for one composition.
+struct DensitySource {
+  double density = 0;
+  std::string source;  // "OBIGT calcite", "CRC"
+  double g298 = INFINITY;  // cal/mol, the most stable polymorph wins
+};
+
+/// Densities of the OBIGT minerals from their molar volumes (rho = M / V), by composition; among
+/// polymorphs the one of lowest G at 25 °C.
+std::map<std::string, DensitySource> MineralDensities(const std::vector<const std::vector<ObigtRow>*>& files) {
+  std::map<std::string, DensitySource> out;
+  for (const auto* rows : files)
+    for (const ObigtRow& r : *rows) {
+      if (r.state != "cr" || !(r.V > 0) || r.formula.find_first_of("+-") != std::string::npos) continue;
+      const std::string formula = ObigtFormula(r.formula);
+      const std::string key = CompositionKey(ParsedComposition(formula), 1);
+      const double g = std::isnan(r.G) ? INFINITY : r.G;
+      DensitySource& d = out[key];
+      if (d.density > 0 && !(g < d.g298)) continue;
+      d = {thermo::MolarMass(formula) / r.V, "OBIGT " + AsciiText(r.name), g};
+    }
+  return out;
+}
+
+/// Densities of the NASA condensed substances (solids at 25 °C from the OBIGT mineral of the same
+/// composition, else the handbook table), with the source added to the record's reference.
+void AssignDensities(std::vector<BuiltSpecies>& species, const std::map<std::string, DensitySource>& minerals) {
+  for (BuiltSpecies& sp : species) {
+    if (sp.origin != SpeciesOrigin::NasaCondensed || sp.ranges.empty()) continue;
+    const std::string key = CompositionKey(ParsedComposition(sp.name), 1);
+    const DensitySource* found = nullptr;
+    DensitySource handbook;
+    auto m = minerals.find(key);
+    // the phase at 25 °C (water and mercury are liquids there, whatever their first range)
+    auto at25 = std::find_if(sp.ranges.begin(), sp.ranges.end(), [](const FittedRange& r) { return r.t2 >= kTRef; });
+    const bool solid = at25 != sp.ranges.end() && at25->phase == "s";
+    if (m != minerals.end() && solid) found = &m->second;
+    for (const HandbookDensity& h : kHandbookDensities)
+      if (!found && sp.name == h.formula) {
+        handbook = {h.density, std::string(kHandbookDensityRef)};
+        found = &handbook;
+      }
+    if (!found) continue;
+    sp.density = ToFloat(found->density);
+    // "NASA <ref code>; rho <source>"
+    const bool composite = sp.references.find(';') != std::string::npos;
+    std::string ref = composite ? sp.references : sp.references.substr(0, sp.references.find(' ', 5));
+    sp.references = Trunc(ref + "; rho " + found->source, thermo::record_layout::kReferencesLen);
+  }
+}
+
 BuildResult BuildMainDatabase(const BuildOptions& opt, const BuildProgress& progress) {
   BuildResult res;
   auto read = [&](const char* rel, std::string* out) {
@@ -418,7 +487,7 @@ BuildResult BuildMainDatabase(const BuildOptions& opt, const BuildProgress& prog
     w.origin = "IAPWS-95 liquid, 1 bar / psat";
     c.segs.erase(liquid, c.segs.end());
     c.segs.push_back(std::move(w));
-    c.sp.references = "NASA 25C; IAPWS-95 liquid to 350C";
+    c.sp.references = "NASA 25C; IAPWS-95 to 350C";
     c.aqueous_path = true;
     break;
   }
@@ -768,6 +837,8 @@ BuildResult BuildMainDatabase(const BuildOptions& opt, const BuildProgress& prog
       finish(c, "llnl.dat");
     }
   }
+
+  AssignDensities(res.species, MineralDensities({&cr_rows, &supcrt_rows}));
 
   // ---- melting and boiling points ----------------------------------------------------------------
   std::map<std::string, size_t> index;

@@ -153,7 +153,10 @@ double HkfCp298(double c1, double c2_scaled, double omega_scaled) {
   return c1 + c2 / ((kTRef - kThetaHkf) * (kTRef - kThetaHkf)) + omega * kTRef * kBornX298;
 }
 
-double EnthalpyFromGibbs(double G, double S, const std::map<std::string, double>& composition, double charge,
+namespace {
+
+/// Sum of n times the elements' entropies at 25 °C (cal/(mol K)), NAN when an element is missing.
+double ElementEntropySum(const std::map<std::string, double>& composition,
                          const std::map<std::string, double>& element_entropy) {
   double sum = 0;
   for (const auto& [el, n] : composition) {
@@ -161,6 +164,14 @@ double EnthalpyFromGibbs(double G, double S, const std::map<std::string, double>
     if (it == element_entropy.end()) return NAN;
     sum += n * it->second;
   }
+  return sum;
+}
+
+}  // namespace
+
+double EnthalpyFromGibbs(double G, double S, const std::map<std::string, double>& composition, double charge,
+                         const std::map<std::string, double>& element_entropy) {
+  double sum = ElementEntropySum(composition, element_entropy);
   if (charge != 0) {
     auto it = element_entropy.find("Z");
     if (it == element_entropy.end()) return NAN;
@@ -171,13 +182,7 @@ double EnthalpyFromGibbs(double G, double S, const std::map<std::string, double>
 
 double EntropyFromGibbs(double G, double H, const std::map<std::string, double>& composition,
                         const std::map<std::string, double>& element_entropy) {
-  double sum = 0;
-  for (const auto& [el, n] : composition) {
-    auto it = element_entropy.find(el);
-    if (it == element_entropy.end()) return NAN;
-    sum += n * it->second;
-  }
-  return (H - G) / kTRef + sum;
+  return (H - G) / kTRef + ElementEntropySum(composition, element_entropy);
 }
 
 }  // namespace zyl::tools

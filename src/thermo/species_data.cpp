@@ -19,6 +19,9 @@ constexpr double kD = 1e-6;  // scale of the D coefficient
 
 std::atomic<bool> g_criss_cobble{false};
 
+// K: aqueous data ending above this end within 50 K of water's critical point (647.096 K)
+constexpr double kNearCriticalT = 597.0;
+
 // Criss-Cobble correspondence principle (C. M. Criss and J. W. Cobble, J. Am. Chem. Soc. 86 (1964)
 // 5385 and 5390): the absolute partial molal entropy of an ion at t is linear in its absolute
 // entropy at 25 C, S_t = a_t + b_t * S_25, with one (a_t, b_t) pair per ion class; the absolute
@@ -207,6 +210,16 @@ SpeciesValues CalcSpeciesAtTPlain(const SpeciesData& sp, double T) {
   h += dh;
   s += ds;
   v.cp = r[k].a + r[k].b * kB * T + r[k].c * kC * (inv_t * inv_t) + r[k].d * kD * (T * T);
+  if (T > r[n - 1].t2 && HoldsCpAboveRanges(sp)) {
+    // Cp stays at its value at the last T2, H and S continue from there; data that end next to water's
+    // critical point, where the model's Cp diverges (thousands of J/(mol K) at 350 °C), hold H and S.
+    const double t2 = r[n - 1].t2;
+    h -= RangeDeltaH(r[k], t2, T);
+    s -= RangeDeltaS(r[k], t2, T);
+    v.cp = t2 < kNearCriticalT ? RangeCp(r[k], t2) : 0;
+    h += v.cp * (T - t2);
+    s += v.cp * std::log(T / t2);
+  }
   v.mean_cp = v.cp;
   v.h = h;
   v.s = s;
@@ -215,6 +228,13 @@ SpeciesValues CalcSpeciesAtTPlain(const SpeciesData& sp, double T) {
   else if (T > r[n - 1].t2) v.extrapolated = Extrapolation::Above;
   v.ok = true;
   return v;
+}
+
+bool HoldsCpAboveRanges(const SpeciesData& sp) {
+  if (sp.ranges.empty()) return false;
+  const char* p = sp.ranges.back().phase;
+  if (std::strcmp(p, "a") == 0 || std::strcmp(p, "ia") == 0) return true;
+  return std::strcmp(p, "l") == 0 && (sp.name == "H2O" || sp.name == "H2O(l)");
 }
 
 SpeciesValues CalcSpeciesAtT(const SpeciesData& sp, double T) {

@@ -68,11 +68,19 @@ struct SpeciesValues {
 };
 
 /// Cp, H, S and G of a species at T (K, > 0). Outside the ranges the nearest range's formulas are
-/// used and `extrapolated` says so. With the Criss-Cobble flag on, an aqueous ion (phase "a" or
+/// used and `extrapolated` says so, except above the last range of a species for which
+/// HoldsCpAboveRanges is true: there Cp stays at its value at the last T2, or, for data ending within
+/// 50 K of water's critical point (597 K and above), H and S stay at their values there (Cp = 0).
+/// With the Criss-Cobble flag on, an aqueous ion (phase "a" or
 /// "ia", nonzero charge) above 298.15 K gets its entropy from the correspondence principle, and Cp and H
 /// consistent with it (Cp = dH/dT = T dS/dT).
 /// No allocation.
 SpeciesValues CalcSpeciesAtT(const SpeciesData& sp, double T);
+
+/// True when extrapolation above the last range holds Cp (or H and S): aqueous species (last range "a" or
+/// "ia"), whose data along the saturation curve end at 350 °C where their Cp diverges towards water's
+/// critical point, and liquid water (same path). Other phases keep their last range's polynomial.
+bool HoldsCpAboveRanges(const SpeciesData& sp);
 
 /// The same without Criss-Cobble, whatever the flag says.
 SpeciesValues CalcSpeciesAtTPlain(const SpeciesData& sp, double T);

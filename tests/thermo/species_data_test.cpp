@@ -130,6 +130,45 @@ TEST(CalcSpeciesAtT, OutsideTheRangesUsesTheNearestRange) {
   EXPECT_FALSE(CalcSpeciesAtT(SpeciesData{}, 300).ok);
 }
 
+// Aqueous species and liquid water end at 350 °C, where their Cp diverges: above, H and S stay put;
+// aqueous data ending well below keep the Cp of their last T2.
+// A gas and a liquid other than water keep running on their last polynomial.
+TEST(CalcSpeciesAtT, AqueousSpeciesHoldHAndSAboveTheirRanges) {
+  SpeciesData ion;
+  SetSpeciesName(ion, "Fe(+3a)");
+  // a steep last range, like the fits next to the critical point
+  ion.ranges = {R(273.15, 600, "ia", -11850, -66.3, -18, 0.01), R(600, 623.15, "ia", 0, 0, 1.5e7, -3.4e7, -9e6, 2.1e7)};
+  const SpeciesValues top = CalcSpeciesAtT(ion, 623.15);
+  EXPECT_EQ(top.extrapolated, Extrapolation::None);
+  // below T2 the polynomials hold (closed form)
+  const double h_top = ion.ranges[0].h + RangeDeltaH(ion.ranges[0], kT0, 600) + RangeDeltaH(ion.ranges[1], 600, 623.15);
+  EXPECT_NEAR(top.h, h_top, 1e-6 * std::fabs(h_top));
+  for (double T : {623.2, 700.0, 1473.15}) {
+    const SpeciesValues v = CalcSpeciesAtT(ion, T);
+    EXPECT_EQ(v.extrapolated, Extrapolation::Above);
+    EXPECT_EQ(v.cp, 0);
+    EXPECT_NEAR(v.h, top.h, 1e-6 * std::fabs(top.h)) << T;
+    EXPECT_NEAR(v.s, top.s, 1e-9 * std::fabs(top.s) + 1e-9) << T;
+    EXPECT_NEAR(v.g, top.h - T * top.s, 1e-6 * std::fabs(v.g)) << T;
+  }
+  EXPECT_EQ(ExtrapolationNote(ion, CalcSpeciesAtT(ion, 700)), "Extrapolated from 600-623.15 K");
+
+  SpeciesData water;
+  SetSpeciesName(water, "H2O");
+  water.ranges = {R(273.15, 623.15, "l", -68315, 16.7, 18, 0, 0, 0)};
+  EXPECT_NEAR(CalcSpeciesAtT(water, 900).h, CalcSpeciesAtT(water, 623.15).h, 1e-6);
+  // data ending away from the critical point keep the Cp of their last T2
+  SpeciesData low = water;
+  low.ranges = {R(273.15, 373.15, "l", -68315, 16.7, 18, 10, 0, 0)};
+  const double cp_t2 = RangeCp(low.ranges[0], 373.15);
+  EXPECT_NEAR(CalcSpeciesAtT(low, 473.15).h - CalcSpeciesAtT(low, 373.15).h, cp_t2 * 100, 1e-6);
+  EXPECT_NEAR(CalcSpeciesAtT(low, 473.15).s - CalcSpeciesAtT(low, 373.15).s, cp_t2 * std::log(473.15 / 373.15), 1e-9);
+  EXPECT_EQ(CalcSpeciesAtT(low, 473.15).cp, cp_t2);
+  SpeciesData other = water;
+  SetSpeciesName(other, "Br2");
+  EXPECT_NEAR(CalcSpeciesAtT(other, 900).h - CalcSpeciesAtT(other, 623.15).h, 18 * (900 - 623.15), 1e-6);
+}
+
 TEST(CalcSpeciesAtT, PowerFreeIntegralsMatchThePowerForms) {
   std::mt19937 rng(9);
   std::uniform_real_distribution<double> u(-30, 30), t(200, 3000);

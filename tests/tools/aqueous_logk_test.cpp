@@ -93,6 +93,37 @@ TEST(AqueousLogK, ChangeWithTemperatureFollowsLlnl) {
   }
 }
 
+// Above 350 °C the aqueous data end next to water's critical point, where Cp runs to thousands of
+// J/(mol K); a reaction evaluated beyond must stay finite and of the size it has at 350 °C, and H, S, G
+// must not jump at the last range's end.
+TEST(AqueousLogK, BeyondTheLastRangeStaysFiniteAndContinuous) {
+  auto all = ReadDbSpecies(ShippedDbDir() / "MainDB6.ZYL");
+  std::map<std::string, const thermo::SpeciesData*> by_name;
+  for (const auto& s : all) by_name[s.data.name] = &s.data;
+  for (const char* n : {"Fe(+3a)", "Fe(+2a)", "e-", "SO4(-2a)", "H2O"}) ASSERT_TRUE(by_name.count(n)) << n;
+  for (const char* n : {"Fe(+3a)", "Fe(+2a)", "SO4(-2a)", "Cl(-a)", "H2O"}) {
+    const thermo::SpeciesData& sp = *by_name[n];
+    const double t2 = sp.ranges.back().t2;
+    EXPECT_NEAR(t2, 623.15, 0.01) << n;
+    const auto in = thermo::CalcSpeciesAtTPlain(sp, t2), out = thermo::CalcSpeciesAtTPlain(sp, t2 + 1e-4);
+    EXPECT_EQ(out.extrapolated, thermo::Extrapolation::Above) << n;
+    EXPECT_NEAR(in.h, out.h, 0.5) << n;   // cal/mol
+    EXPECT_NEAR(in.s, out.s, 1e-3) << n;  // cal/(mol K)
+    EXPECT_NEAR(in.g, out.g, 0.5) << n;
+  }
+  // Fe+3 + e- = Fe+2: dH -76 kJ at 350 °C from the model
+  for (double t_c = 400; t_c <= 1200; t_c += 100) {
+    const double T = t_c + 273.15;
+    auto v = [&](const char* n) { return thermo::CalcSpeciesAtTPlain(*by_name[n], T); };
+    const double dh = (v("Fe(+2a)").h - v("Fe(+3a)").h - v("e-").h) * kCalToJ / 1000;  // kJ
+    const double dg = (v("Fe(+2a)").g - v("Fe(+3a)").g - v("e-").g);                    // cal
+    const double log_k = -dg / (kRcal * T * kLn10);
+    EXPECT_LT(std::fabs(dh), 500) << t_c << " °C";
+    EXPECT_TRUE(std::isfinite(log_k)) << t_c << " °C";
+    EXPECT_GT(log_k, 0) << t_c << " °C";  // Fe+3 stays the oxidant: E0 near +0.6 V
+  }
+}
+
 // Amend & Shock (2001, FEMS Microbiol. Rev. 25, 175) Table 3: dG of H2O(l) = H+ + OH-, kJ/mol, along
 // 1 bar / saturation. Liquid water here is IAPWS-95 and OH- the HKF ion; the change from 25 °C agrees
 // within 0.1 kJ/mol.

@@ -20,6 +20,7 @@
 
 #include "balance/window/balance_window.h"
 #include "platform/paths.h"
+#include "platform/text.h"
 
 namespace zyl::balance::window {
 
@@ -229,11 +230,20 @@ void StreamEditor::RefreshTotals() {
   platform::Sheet& sh = totals_.sheet(0);
   sh.ClearAll(0, 0, 12, 2);
   double kmol = 0, kg = 0, nm3 = 0;
-  const platform::Sheet& s1 = doc_->book().sheet(0);
+  platform::Sheet& s1 = doc_->book().sheet(0);
+  std::string assumed;  // condensed species without a density in the database
   for (int r = kStreamFirstRow; r <= doc_->LastSpeciesRow(); ++r) {
     double n = s1.Number(r, scol::kKmol).value_or(0), mw = s1.Number(r, scol::kMW).value_or(0);
     double dens = s1.Number(r, scol::kDens).value_or(0);
-    const platform::CellValue& name = s1.Value(r, scol::kSpecies);
+    const platform::CellValue name = s1.Value(r, scol::kSpecies);
+    if (name.is_text() && !IsGas(name.text)) {
+      const std::string formula = platform::Trim(name.text);
+      const SpeciesInfo* sp = species_->Lookup(formula);
+      const bool by_default = sp && !(sp->db_density > 0);
+      if (by_default) assumed += (assumed.empty() ? "" : ", ") + formula;
+      const std::uint32_t color = by_default ? kExtrapolatedColor : platform::kBlack;
+      if (s1.Style(r, scol::kDens).color != color) s1.SetFontColor(r, scol::kDens, r, scol::kDens, color);
+    }
     kmol += n;
     kg += n * mw;
     if (name.is_text() && IsGas(name.text)) nm3 += n * kMolarVolumeNm3;
@@ -252,8 +262,14 @@ void StreamEditor::RefreshTotals() {
     sh.SetNumber(i + 1, 1, rows[i].second);
   }
   sh.SetNumberFormat(1, 1, 5, 1, "0.000");
+  if (!assumed.empty()) {
+    sh.SetText(7, 0, "Density " + QString::number(kDefaultCondensedDensity, 'f', 1).toStdString() + " g/cm3 assumed:");
+    sh.SetText(8, 0, assumed);
+    sh.SetFontColor(7, 0, 8, 0, kExtrapolatedColor);
+  }
   sh.SetColumnWidth(0, 14);
   sh.SetColumnWidth(1, 12);
+  grid1_->Refresh();
   grid2_->Refresh();
 }
 

@@ -287,5 +287,27 @@ TEST_F(Window, StreamEditorConvertsAndCopies) {
   Screenshot(se, "stream-editor.png");
 }
 
+// A condensed species without a density in the database gets 1.0 g/cm3, marked in its cell and
+// named under the totals; one with a density is not marked.
+TEST_F(Window, StreamEditorMarksTheAssumedDensity) {
+  StreamEditor se(w.get());
+  se.doc().SetRow(0, "CaO", 1);
+  se.doc().SetRow(1, "SiO2", 2);  // no density in the test data
+  se.doc().SetRow(2, "O2(g)", 1);
+  se.doc().RefreshAll();
+  se.RefreshTotals();
+  const platform::Sheet& sh = se.doc().sheet();
+  EXPECT_DOUBLE_EQ(sh.Number(kStreamFirstRow, scol::kDens).value(), 3.34);
+  EXPECT_DOUBLE_EQ(sh.Number(kStreamFirstRow + 1, scol::kDens).value(), kDefaultCondensedDensity);
+  EXPECT_EQ(sh.Style(kStreamFirstRow, scol::kDens).color, platform::kBlack);
+  EXPECT_EQ(sh.Style(kStreamFirstRow + 1, scol::kDens).color, kExtrapolatedColor);
+  auto* totals = se.findChild<BookGrid*>("F1Stream2");
+  ASSERT_NE(totals, nullptr);
+  QApplication::processEvents();
+  BookModel* m = totals->Model();
+  EXPECT_EQ(m->data(m->index(7, 0), Qt::DisplayRole).toString(), "Density 1.0 g/cm3 assumed:");
+  EXPECT_EQ(m->data(m->index(8, 0), Qt::DisplayRole).toString(), "SiO2");
+}
+
 }  // namespace
 }  // namespace zyl::balance::window
