@@ -149,6 +149,10 @@ void PicTable::Build() {
   check_kg_ = new QCheckBox("Per kg", this);
   check_kg_->setObjectName("CheckKg");
   side->addWidget(check_kg_);
+  check_scales_ = new QCheckBox("pO2, CO/CO2, H2/H2O scales", this);
+  check_scales_->setObjectName("CheckScales");
+  check_scales_->setToolTip("Ellingham diagram of oxides: nomographic scales on the right and bottom edges");
+  side->addWidget(check_scales_);
   auto* ybox = new QGroupBox("Y-axis Unit", this);
   auto* yl = new QHBoxLayout(ybox);
   for (int i = 0; i < 2; ++i) {
@@ -313,7 +317,9 @@ DiagramView* PicTable::ShowDiagram() {
   HscgOptions o;
   double y0, y1;
   ReadOptions(&q, &o, &y0, &y1);
-  auto* v = new DiagramView(BuildHscgPicture(table_, y0, y1));
+  DiagramPicture pic = BuildHscgPicture(table_, y0, y1);
+  if (check_scales_->isChecked()) AddEllinghamScales(pic, table_, thermo::SharedSpeciesDatabases());
+  auto* v = new DiagramView(pic);
   v->setAttribute(Qt::WA_DeleteOnClose);
   v->show();
   return v;

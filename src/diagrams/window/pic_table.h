@@ -61,6 +61,7 @@ class PicTable : public QWidget {
   platform::window::Grid* grid_ = nullptr;
   QComboBox* combo_type_ = nullptr;
   QCheckBox* check_kg_ = nullptr;
+  QCheckBox* check_scales_ = nullptr;  ///< Ellingham nomographic scales on the diagram
   QRadioButton* option_y_[2] = {};
   QRadioButton* option_x_[2] = {};
   QLineEdit *x_min_ = nullptr, *x_max_ = nullptr, *x_step_ = nullptr, *y_min_ = nullptr, *y_max_ = nullptr;

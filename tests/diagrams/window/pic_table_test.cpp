@@ -68,6 +68,15 @@ TEST_F(PicTableTest, TableDiagramAndMessages) {
   EXPECT_TRUE(v->SaveAs(dir.filePath("e.png")));
   EXPECT_TRUE(QFileInfo(dir.filePath("e.png")).size() > 1000);
   v->close();
+  // The nomographic scales on the Ellingham diagram.
+  f.findChild<QCheckBox*>("CheckScales")->setChecked(true);
+  v = f.ShowDiagram();
+  ASSERT_TRUE(v);
+  EXPECT_EQ(v->Picture().points.size(), 3u);
+  EXPECT_GE(v->Picture().scales.size(), 3u);
+  EXPECT_EQ(v->Picture().x.min, 0);
+  EXPECT_EQ(v->Picture().legend.size(), 2u);
+  v->close();
 
   // ButBal without exactly one element.
   f.findChild<QPushButton*>("ButBal")->click();
