@@ -22,6 +22,7 @@
 #include "diagrams/window/predom_window.h"
 #include "diagrams/window/zyl_eph_form.h"
 #include "diagrams/window/zyl_psd_form.h"
+#include "mineralogy/window/conversions_window.h"
 #include "mineralogy/window/miner_window.h"
 #include "platform/window/help.h"
 #include "platform/window/link.h"
@@ -304,7 +305,7 @@ void MainMenu::StartLPP() {
   OpenModule(w);
 }
 void MainMenu::StartMiner() { OpenModule(new mineralogy::window::Miner); }
-void MainMenu::StartConver() { OpenNotBuilt("StartConver"); }
+void MainMenu::StartConver() { OpenModule(new mineralogy::window::Conversions); }
 void MainMenu::StartEleTable() { OpenModule(new thermo::window::PeriodicChart); }
 void MainMenu::StartWater() { OpenModule(new water::window::WaterWindow); }
 void MainMenu::StartUnits() { OpenModule(new units::window::Units); }
