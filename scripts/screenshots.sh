@@ -24,4 +24,8 @@ if command -v xvfb-run >/dev/null 2>&1 && [ -z "${QT_QPA_PLATFORM:-}" ]; then
 else
   QT_QPA_PLATFORM="${QT_QPA_PLATFORM:-offscreen}" "$gui" --screenshots "$out"
 fi
+# The Ellingham diagram of the common oxides with its pO2, CO/CO2 and H2/H2O scales.
+QT_QPA_PLATFORM="${QT_QPA_PLATFORM:-offscreen}" "$root/$build/bin/zyl" diagram dG Fe2O3 FeO Cu2O NiO ZnO Al2O3 SiO2 CaO MgO \
+  --from 300 --to 2000 --step 25 --tunit K --scales --main-db "$root/data/Databases/MainDB6.ZYL" \
+  --own-db "$scratch/none.ZYL" --png "$out/ellingham-diagram.png" >/dev/null
 ls -1 "$out"/*.png

@@ -25,6 +25,7 @@ struct DiagramCliOptions {
   std::string eunit = "J";
   std::string own_db, main_db, png;
   bool json = false, csv = false;
+  bool scales = false;  ///< Ellingham nomographic scales
 };
 
 nlohmann::ordered_json Values(const std::vector<double>& v) {
@@ -53,8 +54,11 @@ int RunDiagram(DiagramCliOptions o) {
   const diagrams::HscgTable t = diagrams::CalcHscgTable(*q, o.species, o.calc, dbs);
   if (!t.ok()) return Fail(t.error);
 
+  diagrams::DiagramPicture pic = diagrams::BuildHscgPicture(t);
+  if (o.scales && !diagrams::AddEllinghamScales(pic, t, dbs))
+    return Fail("--scales needs \"Delta G (Ellingham)\" of oxides (lines per mole O2)");
   if (!o.png.empty()) {
-    const std::string err = diagrams::RenderPicture(diagrams::BuildHscgPicture(t), o.png);
+    const std::string err = diagrams::RenderPicture(pic, o.png);
     if (!err.empty()) return Fail(err);
   }
   if (o.json) {
@@ -83,6 +87,19 @@ int RunDiagram(DiagramCliOptions o) {
                 {"T", Values(t.T)},
                 {"series", series},
                 {"notes", t.notes}};
+    if (o.scales) {
+      // The scales as drawn: each with its origin point (0 K, a), its line a + b T, and ticks where
+      // the whole powers of ten leave the plot on the right (y) or at the bottom (x).
+      const auto scales = diagrams::EllinghamScales(t, dbs, pic.x.min, pic.x.max, pic.y.min, pic.y.max);
+      Json js = Json::array();
+      for (const auto& sc : scales) {
+        Json ticks = Json::array();
+        for (const auto& tk : sc.ticks)
+          ticks.push_back({{"log_value", tk.log_value}, {"edge", tk.right ? "right" : "bottom"}, {"at", tk.at}});
+        js.push_back({{"scale", sc.title}, {"origin", sc.origin}, {"a", sc.a}, {"b", sc.b}, {"ticks", ticks}});
+      }
+      out["scales"] = js;
+    }
     std::string text = out.dump(2);
     text += '\n';
     std::fwrite(text.data(), 1, text.size(), stdout);
@@ -114,6 +131,7 @@ void RegisterDiagram(CLI::App& app) {
                   "Ellingham element (O, S, Cl, ...); default: the first of O, S, Se, Te, Cl, F, Br, I, N, C, H");
   cmd->add_flag("--no-transitions", [o](int64_t) { o->calc.transitions = false; },
                 "No rows just below and above the phase changes");
+  cmd->add_flag("--scales", o->scales, "Ellingham diagram: pO2, CO/CO2 and H2/H2O scales on the picture and in the JSON");
   cmd->add_option("--png", o->png, "Also draw the diagram into this file (.png, .svg or .pdf)");
   cmd->add_option("--own-db", o->own_db, "Own database file");
   cmd->add_option("--main-db", o->main_db, "Main database file");

@@ -398,4 +398,114 @@ void AutoYRange(const HscgTable& t, double* ymin, double* ymax) {
   *ymax = hi + margin;
 }
 
+double EllinghamScale::LogValue(double T_K, double y) const { return (a + b * T_K - y) / (n * r * kLn10 * T_K); }
+
+double EllinghamScale::Potential(double T_K, double log_value) const {
+  return a + b * T_K - n * r * kLn10 * T_K * log_value;
+}
+
+std::string PowerOfTenText(int exponent) {
+  if (exponent == 0) return "1";
+  static constexpr const char* kSuper[] = {"\u2070", "\u00B9", "\u00B2", "\u00B3", "\u2074",
+                                           "\u2075", "\u2076", "\u2077", "\u2078", "\u2079"};
+  std::string digits = std::to_string(std::abs(exponent)), out = exponent < 0 ? "10\u207B" : "10";
+  for (char c : digits) out += kSuper[c - '0'];
+  return out;
+}
+
+namespace {
+
+constexpr int kMaxTicks = 10;  ///< per edge of a scale
+constexpr double kRightGap = 0.05, kBottomGap = 0.075;  ///< least tick distance, of the axis span
+constexpr int kTickSteps[] = {1, 2, 5, 10, 20, 50, 100};
+constexpr int kLargestExponent = 400;
+
+/// Ticks at whole powers of ten where the scale's lines leave the plot on the right (T = t2) or
+/// at the bottom (y = ymin), thinned to a readable count.
+void PlaceTicks(EllinghamScale& sc, const HscgTable& t, double x1, double x2, double ymin, double ymax) {
+  const auto unit = t.options.temp_unit;
+  const double t_right = reactions::ToKelvin(x2, unit), t_left = reactions::ToKelvin(x1, unit);
+  const double t_first = std::max(t_left, *std::min_element(t.T_K.begin(), t.T_K.end()));
+  std::vector<EllinghamTick> right, bottom;
+  for (int k = -kLargestExponent; k <= kLargestExponent; ++k) {
+    const double y = sc.Potential(t_right, k);
+    if (y >= ymin && y <= ymax) {
+      right.push_back({double(k), y, true});
+    } else if (y < ymin) {
+      // a + (b - n r ln10 k) T = ymin, inside the temperatures of the table
+      const double slope = sc.b - sc.n * sc.r * kLn10 * k;
+      if (slope == 0) continue;
+      const double T = (ymin - sc.a) / slope;
+      if (T >= t_first && T < t_right) bottom.push_back({double(k), reactions::FromKelvin(T, unit), false});
+    }
+  }
+  // Whole multiples of a round step, then, from the sparse end, none closer than a readable gap
+  // (the bottom ticks crowd towards low temperatures).
+  sc.ticks.clear();
+  for (const auto* edge : {&right, &bottom}) {
+    const bool r = edge == &right;
+    const double gap = (r ? kRightGap * (ymax - ymin) : kBottomGap * (x2 - x1));
+    for (int step : kTickSteps) {
+      std::vector<EllinghamTick> kept;
+      for (const auto& tk : *edge)
+        if (static_cast<int>(tk.log_value) % step == 0) kept.push_back(tk);
+      if (static_cast<int>(kept.size()) > kMaxTicks && step != kTickSteps[std::size(kTickSteps) - 1]) continue;
+      std::sort(kept.begin(), kept.end(), [](const auto& a, const auto& b) { return a.at > b.at; });
+      double last = std::numeric_limits<double>::infinity();
+      for (const auto& tk : kept)
+        if (last - tk.at >= gap) {
+          sc.ticks.push_back(tk);
+          last = tk.at;
+        }
+      break;
+    }
+  }
+}
+
+}  // namespace
+
+std::vector<EllinghamScale> EllinghamScales(const HscgTable& t, const thermo::SpeciesDatabases& dbs, double x1,
+                                            double x2, double ymin, double ymax) {
+  std::vector<EllinghamScale> out;
+  if (t.quantity != HscgQuantity::DeltaG || t.series.empty() || t.T_K.empty() || !(ymax > ymin) || !(x2 > x1))
+    return out;
+  for (const auto& s : t.series)
+    if (s.gas != "O2(g)") return out;
+  const double r = reactions::kGasConstant * DisplayFactor(HscgQuantity::DeltaG, false, t.options.joule, 0, false);
+  EllinghamScale po2;
+  po2.title = "pO2";
+  po2.origin = "O";
+  po2.r = r;
+  out.push_back(po2);
+
+  // The reference reactions per mole O2 at the ends of the range: 2CO + O2 = 2CO2 is
+  // 2 ΔG(CO2 line) - ΔG(CO line); 2H2 + O2 = 2H2O(g) is the H2O(g) line itself.
+  HscgOptions o = t.options;
+  o.gas_element = "O";
+  o.transitions = false;
+  const auto [lo, hi] = std::minmax_element(t.T_K.begin(), t.T_K.end());
+  o.t1 = reactions::FromKelvin(*lo, o.temp_unit);
+  o.t2 = reactions::FromKelvin(*hi, o.temp_unit);
+  o.step = o.t2 - o.t1;
+  const HscgTable ref = CalcHscgTable(HscgQuantity::DeltaG, {"CO2(g)", "CO(g)", "H2O(g)"}, o, dbs);
+  if (!ref.ok() || ref.T_K.size() != 2) return out;
+  auto add = [&](const char* title, const char* origin, double g1, double g2) {
+    if (!std::isfinite(g1) || !std::isfinite(g2)) return;
+    EllinghamScale sc;
+    sc.title = title;
+    sc.origin = origin;
+    sc.r = r;
+    sc.n = 2;
+    sc.b = (g2 - g1) / (ref.T_K[1] - ref.T_K[0]);
+    sc.a = g1 - sc.b * ref.T_K[0];
+    out.push_back(sc);
+  };
+  const auto& co2 = ref.series[0].values;
+  const auto& co = ref.series[1].values;
+  add("CO/CO2", "C", 2 * co2[0] - co[0], 2 * co2[1] - co[1]);
+  add("H2/H2O", "H", ref.series[2].values[0], ref.series[2].values[1]);
+  for (auto& sc : out) PlaceTicks(sc, t, x1, x2, ymin, ymax);
+  return out;
+}
+
 }  // namespace zyl::diagrams

@@ -113,11 +113,43 @@ void AutoYRange(const HscgTable& t, double* ymin, double* ymax);
 
 
 // ------------------------------------------------------------------------------------------------
-// Ellingham nomographic scales: for a line ΔG°(T) per mole O2, the oxygen pressure in equilibrium is
-// log pO2 = ΔG° / (R T ln 10); the CO/CO2 and H2/H2O ratios follow from 2CO + O2 = 2CO2 and
-// 2H2 + O2 = 2H2O: log(pCO/pCO2) = (ΔG° - ΔG°CO2) / (2 R T ln 10), the same for H2/H2O.
+// Ellingham nomographic scales. A gas of fixed composition has the oxygen potential
+//   y(T) = a + b T - n R T ln 10 * log10(value),
+// a straight line through the origin point (0 K, a):
+//   pO2:    a = b = 0, n = -1 (y = R T ln pO2), origin "O";
+//   CO/CO2: a + b T = ΔG° of 2CO + O2 = 2CO2 (linear between the ends of the range), n = 2, origin "C";
+//   H2/H2O: the same with 2H2 + O2 = 2H2O(g), origin "H".
+// A ruler from the origin through a point of an oxide line meets the scale at the value in
+// equilibrium with the metal and oxide there.
 
 /// log10 pO2 (atm) of the line value dg (cal per mole O2) at T (K).
 double LogPO2(double dg_cal, double T);
+
+struct EllinghamTick {
+  double log_value = 0;  ///< log10 of the pressure or ratio
+  double at = 0;         ///< y (right edge) or x (bottom edge), display units
+  bool right = true;
+};
+
+struct EllinghamScale {
+  std::string title;   ///< "pO2", "CO/CO2", "H2/H2O"
+  std::string origin;  ///< "O", "C", "H"
+  double a = 0, b = 0;  ///< display units per mole O2; b per K
+  double n = -1;
+  double r = 0;  ///< gas constant in display units per K
+  std::vector<EllinghamTick> ticks;
+  /// log10 of the value read through the point (T in K, y in display units).
+  double LogValue(double T_K, double y) const;
+  /// The oxygen potential of the value 10^log_value at T (K).
+  double Potential(double T_K, double log_value) const;
+};
+
+/// The scales for an Ellingham table of oxides (every line per mole O2(g)) over the x range
+/// [x1, x2] (display unit of the table) and y range [ymin, ymax]. A scale whose gases the
+/// databases lack is left out; none for other tables.
+std::vector<EllinghamScale> EllinghamScales(const HscgTable& t, const thermo::SpeciesDatabases& dbs, double x1,
+                                            double x2, double ymin, double ymax);
+/// "10⁻²⁰" for -20, "1" for 0.
+std::string PowerOfTenText(int exponent);
 
 }  // namespace zyl::diagrams

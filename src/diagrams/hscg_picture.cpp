@@ -49,6 +49,7 @@ DiagramPicture BuildHscgPicture(const HscgTable& t, double ymin, double ymax) {
     }
     for (const auto& m : s.marks)
       if (std::isfinite(m.value)) pic.curves.push_back({m.T, m.value - mark, m.T, m.value + mark, colour});
+    pic.legend.push_back({s.species, 0, 0, colour});
     if (last < t.T.size()) {
       const double y = std::clamp(s.values[last], lo + 2 * mark, hi - 2 * mark);
       pic.labels.push_back({s.species, t.T[last] - 0.06 * (pic.x.max - pic.x.min), y + 1.5 * mark, colour});
@@ -65,6 +66,39 @@ DiagramPicture BuildHscgPicture(const HscgTable& t, double ymin, double ymax) {
     if (prev.y - cur.y < gap) cur.y = prev.y - gap;
   }
   return pic;
+}
+
+bool AddEllinghamScales(DiagramPicture& pic, const HscgTable& t, const thermo::SpeciesDatabases& dbs) {
+  const auto unit = t.options.temp_unit;
+  const double x0 = reactions::FromKelvin(0, unit);
+  // Room for the origin points: the x axis from 0 K, the y axis over them.
+  const double x1 = std::min(pic.x.min, x0), x2 = pic.x.max;
+  std::vector<EllinghamScale> scales = EllinghamScales(t, dbs, x1, x2, pic.y.min, pic.y.max);
+  if (scales.empty()) return false;
+  double ylo = pic.y.min, yhi = pic.y.max;
+  for (const auto& sc : scales) {
+    ylo = std::min(ylo, sc.a);
+    yhi = std::max(yhi, sc.a);
+  }
+  if (ylo < pic.y.min || yhi > pic.y.max) {
+    const double margin = 0.03 * (yhi - ylo);
+    scales = EllinghamScales(t, dbs, x1, x2, ylo < pic.y.min ? ylo - margin : ylo, yhi > pic.y.max ? yhi + margin : yhi);
+    pic.y.min = ylo < pic.y.min ? ylo - margin : ylo;
+    pic.y.max = yhi > pic.y.max ? yhi + margin : yhi;
+  }
+  pic.x.min = x1;
+  for (const auto& sc : scales) {
+    PictureScale right{PictureScale::Right, sc.title, {}, {}}, bottom{PictureScale::Bottom, sc.title, {}, {}};
+    for (const auto& tk : sc.ticks) {
+      auto& edge = tk.right ? right : bottom;
+      edge.at.push_back(tk.at);
+      edge.texts.push_back(PowerOfTenText(static_cast<int>(tk.log_value)));
+    }
+    pic.scales.push_back(std::move(right));
+    if (!bottom.at.empty()) pic.scales.push_back(std::move(bottom));
+    pic.points.push_back({sc.origin, x0, sc.a});
+  }
+  return true;
 }
 
 }  // namespace zyl::diagrams

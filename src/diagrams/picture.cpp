@@ -233,6 +233,12 @@ std::string WritePicture(const DiagramPicture& p) {
   for (const PictureFill& b : p.boxes) out += fmt::format("B {} {} {} {} {}\n", b.x1, b.y1, b.x2, b.y2, b.species);
   for (const PictureCurve& c : p.curves) out += fmt::format("C {} {} {} {} {}\n", c.x1, c.y1, c.x2, c.y2, c.species);
   for (const PictureLabel& l : p.labels) out += fmt::format("T {} {} {} {}\n", l.x, l.y, l.species, l.text);
+  for (const PictureScale& sc : p.scales) {
+    out += fmt::format("S {} {}\n", sc.edge == PictureScale::Right ? 0 : 1, sc.title);
+    for (size_t i = 0; i < sc.at.size() && i < sc.texts.size(); ++i) out += fmt::format("K {} {}\n", sc.at[i], sc.texts[i]);
+  }
+  for (const PicturePoint& pt : p.points) out += fmt::format("P {} {} {}\n", pt.x, pt.y, pt.text);
+  for (const PictureLabel& l : p.legend) out += fmt::format("G {} {}\n", l.species, l.text);
   return out;
 }
 
@@ -295,6 +301,23 @@ std::optional<DiagramPicture> ReadPicture(std::string_view text, std::string* er
       int s = 0;
       if (!ReadNumbers(rest, v, 2) || !ReadNumbers(rest, &s, 1)) return fail(n + 1);
       p.labels.push_back({std::string(TrimView(rest)), v[0], v[1], s});
+    } else if (key == "S") {
+      int e = 0;
+      if (!ReadNumbers(rest, &e, 1) || (e != 0 && e != 1)) return fail(n + 1);
+      p.scales.push_back({e == 0 ? PictureScale::Right : PictureScale::Bottom, std::string(TrimView(rest)), {}, {}});
+    } else if (key == "K") {
+      double v = 0;
+      if (p.scales.empty() || !ReadNumbers(rest, &v, 1)) return fail(n + 1);
+      p.scales.back().at.push_back(v);
+      p.scales.back().texts.push_back(std::string(TrimView(rest)));
+    } else if (key == "P") {
+      double v[2];
+      if (!ReadNumbers(rest, v, 2)) return fail(n + 1);
+      p.points.push_back({std::string(TrimView(rest)), v[0], v[1]});
+    } else if (key == "G") {
+      int s = 0;
+      if (!ReadNumbers(rest, &s, 1)) return fail(n + 1);
+      p.legend.push_back({std::string(TrimView(rest)), 0, 0, s});
     } else if (!l.empty()) {
       return fail(n + 1);
     }

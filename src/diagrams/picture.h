@@ -68,6 +68,21 @@ struct PictureCurve {
   int species;
 };
 
+/// A scale beside the plot: ticks at display positions along the right edge (y values) or the
+/// bottom edge (x values), with their texts. Several scales on one edge stack outwards.
+struct PictureScale {
+  enum Edge { Right, Bottom };
+  Edge edge = Right;
+  std::string title;
+  std::vector<double> at;          ///< display units
+  std::vector<std::string> texts;  ///< one per tick
+};
+/// A named point drawn as a dot with its name (display units).
+struct PicturePoint {
+  std::string text;
+  double x, y;
+};
+
 struct DiagramPicture {
   std::string title, subtitle;
   PictureAxis x, y;
@@ -77,6 +92,9 @@ struct DiagramPicture {
   /// Final cells of the border, drawn as filled black boxes instead of the traced lines.
   std::vector<PictureFill> boxes;
   std::vector<PictureCurve> curves;  ///< display units, in species colours
+  std::vector<PictureScale> scales;
+  std::vector<PicturePoint> points;
+  std::vector<PictureLabel> legend;  ///< entries of a legend box (x, y unused), in species colours
   bool fill_areas = true;
   Palette palette;
 };

@@ -72,7 +72,10 @@ CompositionResult ConvertCompounds(const std::vector<Content>& compounds, Basis 
     }
     const auto comp = thermo::ParseFormula(c.name);
     const auto fw = thermo::FormulaWeight(comp, table);
-    if (!comp.ok() || fw.formula_weight <= 0) {
+    const bool unknown = std::any_of(comp.entries.begin(), comp.entries.end(), [&](const thermo::FormulaEntry& e) {
+      return e.symbol != thermo::kElectron && table.Find(e.symbol) <= 0;
+    });
+    if (!comp.ok() || unknown || fw.formula_weight <= 0) {
       r.error = c.name + ": not a formula of known elements.";
       return r;
     }

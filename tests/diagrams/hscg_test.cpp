@@ -183,6 +183,93 @@ TEST_F(Hscg, PictureHasOneColouredLinePerSpecies) {
   EXPECT_EQ(back->curves.size(), p.curves.size());
 }
 
+TEST_F(Hscg, EllinghamScalesReadPressuresAndGasRatios) {
+  // Lines of NiO, FeO and Cu2O, 300-1000 K, kJ per mole O2.
+  const HscgTable t = Calc(HscgQuantity::DeltaG, {"NiO", "FeO", "Cu2O"}, Kelvin(300, 1000, 50));
+  ASSERT_TRUE(t.ok()) << t.error;
+  DiagramPicture pic = BuildHscgPicture(t);
+  ASSERT_TRUE(AddEllinghamScales(pic, t, dbs_));
+  EXPECT_EQ(pic.x.min, 0);  // the origin points sit at 0 K
+  const auto scales = EllinghamScales(t, dbs_, pic.x.min, pic.x.max, pic.y.min, pic.y.max);
+  ASSERT_EQ(scales.size(), 3u);
+  EXPECT_EQ(scales[0].title, "pO2");
+  EXPECT_EQ(scales[1].title, "CO/CO2");
+  EXPECT_EQ(scales[2].title, "H2/H2O");
+  ASSERT_EQ(pic.points.size(), 3u);
+  EXPECT_EQ(pic.points[1].text, "C");
+  EXPECT_EQ(pic.points[1].y, scales[1].a);
+
+  // pO2 through the NiO line at 1000 K, by hand: pO2 = exp(ΔG / (R T)), R = 8.314462618 J/(mol K).
+  const double nio = t.series[0].values.back();
+  ASSERT_EQ(t.T_K.back(), 1000);
+  const double by_hand = std::log10(std::exp(nio * 1000 / (8.314462618 * 1000)));
+  EXPECT_NEAR(scales[0].LogValue(1000, nio), by_hand, 0.005);
+  // Published line 2Ni + O2 = 2NiO: ΔG° = -471200 + 172.0 T J (Gaskell, Introduction to the
+  // Thermodynamics of Materials): log pO2 = -15.63 at 1000 K.
+  EXPECT_NEAR(scales[0].LogValue(1000, nio), -15.63, 0.3);
+
+  // The CO/CO2 and H2/H2O lines equal the reaction module at the ends of the range, and the
+  // JANAF tables at 1000 K: 2 (ΔfG CO2 - ΔfG CO) = 2 (-395.886 + 200.275), 2 ΔfG H2O(g) = 2 (-192.590) kJ.
+  reactions::ReactionOptions ro;
+  ro.temp_unit = reactions::TempUnit::Kelvin;
+  ro.step = 1;
+  for (double T : {300.0, 1000.0}) {
+    ro.T1 = ro.T2 = T;
+    const auto co = reactions::CalcReaction("2CO(g)+O2(g)=2CO2(g)", ro, dbs_);
+    const auto h2 = reactions::CalcReaction("2H2(g)+O2(g)=2H2O(g)", ro, dbs_);
+    ASSERT_TRUE(co.ok() && h2.ok());
+    EXPECT_NEAR(scales[1].Potential(T, 0), co.rows.front().DeltaG * thermo::kCalToJ, 1e-6) << T;
+    EXPECT_NEAR(scales[2].Potential(T, 0), h2.rows.front().DeltaG * thermo::kCalToJ, 1e-6) << T;
+  }
+  EXPECT_NEAR(scales[1].Potential(1000, 0), -391.222, 1.5);
+  EXPECT_NEAR(scales[2].Potential(1000, 0), -385.180, 1.5);
+  // A ratio of 10 (log 1) lowers the potential by 2 R T ln 10 per mole O2.
+  EXPECT_NEAR(scales[1].Potential(1000, 0) - scales[1].Potential(1000, 1), 2 * 8.314462618 * 1000 * std::log(10) / 1000,
+              0.01);
+
+  // Every tick lies where the line of its value leaves the plot: the right edge at the last
+  // temperature, or the bottom edge.
+  for (const auto& sc : scales) {
+    ASSERT_GE(sc.ticks.size(), 3u) << sc.title;
+    for (const auto& tk : sc.ticks) {
+      const double T = tk.right ? 1000 : tk.at, y = tk.right ? tk.at : pic.y.min;
+      EXPECT_NEAR(sc.LogValue(T, y), tk.log_value, 1e-9) << sc.title;
+      if (tk.right) {
+        EXPECT_TRUE(tk.at >= pic.y.min && tk.at <= pic.y.max);
+      } else {
+        EXPECT_TRUE(tk.at >= 300 && tk.at <= 1000);
+      }
+    }
+  }
+  EXPECT_EQ(PowerOfTenText(-20), "10\u207B\u00B2\u2070");
+  EXPECT_EQ(PowerOfTenText(0), "1");
+  EXPECT_EQ(PowerOfTenText(13), "10\u00B9\u00B3");
+
+  // The scales, points and legend survive the renderer's text form.
+  auto back = ReadPicture(WritePicture(pic));
+  ASSERT_TRUE(back);
+  ASSERT_EQ(back->scales.size(), pic.scales.size());
+  EXPECT_EQ(back->scales[0].texts, pic.scales[0].texts);
+  EXPECT_EQ(back->scales[0].at, pic.scales[0].at);
+  EXPECT_EQ(back->scales.back().edge, pic.scales.back().edge);
+  ASSERT_EQ(back->points.size(), 3u);
+  EXPECT_EQ(back->points[2].text, "H");
+  ASSERT_EQ(back->legend.size(), 3u);
+  EXPECT_EQ(back->legend[1].text, "FeO");
+  EXPECT_EQ(back->legend[1].species, 2);
+  EXPECT_FALSE(ReadPicture("ZYLPICTURE 1\nK 1 10"));  // a tick before any scale
+
+  // No scales for other quantities or for lines per mole of another gas.
+  const HscgTable h = Calc(HscgQuantity::HTotal, {"NiO"}, Kelvin(300, 1000, 100));
+  DiagramPicture ph = BuildHscgPicture(h);
+  EXPECT_FALSE(AddEllinghamScales(ph, h, dbs_));
+  EXPECT_TRUE(ph.scales.empty());
+  const HscgTable s = Calc(HscgQuantity::DeltaG, {"FeS"}, Kelvin(300, 1000, 100));
+  ASSERT_TRUE(s.ok()) << s.error;
+  DiagramPicture ps = BuildHscgPicture(s);
+  EXPECT_FALSE(AddEllinghamScales(ps, s, dbs_));
+}
+
 TEST(ZylDiagram, JsonKeysAndFailures) {
   const fs::path zyl = fs::path(ZYL_BIN_DIR) / "zyl";
   if (!fs::exists(zyl)) GTEST_SKIP() << "zyl is not built";
@@ -212,6 +299,18 @@ TEST(ZylDiagram, JsonKeysAndFailures) {
   EXPECT_EQ(j["series"][0]["species"], "Al2O3");
   EXPECT_EQ(j["series"][0]["values"].size(), j["T"].size());
   EXPECT_EQ(j["T"][0], 300.0);
+  // The scales as drawn, with --scales.
+  ASSERT_EQ(run("dG NiO Al2O3 --from 300 --to 1500 --step 100 --tunit K --scales --json", &out, &err), 0) << err;
+  j = nlohmann::json::parse(out);
+  ASSERT_EQ(j["scales"].size(), 3u);
+  EXPECT_EQ(j["scales"][1]["scale"], "CO/CO2");
+  EXPECT_EQ(j["scales"][1]["origin"], "C");
+  EXPECT_LT(j["scales"][1]["a"].get<double>(), -500);
+  ASSERT_FALSE(j["scales"][0]["ticks"].empty());
+  EXPECT_TRUE(j["scales"][0]["ticks"][0].contains("log_value"));
+  EXPECT_TRUE(j["scales"][0]["ticks"][0]["edge"] == "right" || j["scales"][0]["ticks"][0]["edge"] == "bottom");
+  EXPECT_NE(run("S NiO --scales --json", &out, &err), 0);
+  EXPECT_NE(err.find("--scales needs"), std::string::npos);
   EXPECT_NE(run("dG Xx9 --json", &out, &err), 0);
   EXPECT_NE(err.find("Xx9 was not found from the Database !"), std::string::npos);
   EXPECT_NE(run("Enthalpy Fe", &out, &err), 0);

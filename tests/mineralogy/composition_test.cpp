@@ -44,6 +44,8 @@ TEST(Composition, ElementsReportedAsCompounds) {
 TEST(Composition, Messages) {
   EXPECT_FALSE(ConvertCompounds({}, Basis::WtPercent).ok());
   EXPECT_FALSE(ConvertCompounds({{"Qq", 5}}, Basis::WtPercent).ok());
+  // An unknown symbol beside known ones is refused, not dropped from the formula weight.
+  EXPECT_EQ(ConvertCompounds({{"Qq9O", 5}}, Basis::WtPercent).error, "Qq9O: not a formula of known elements.");
   EXPECT_FALSE(ConvertCompounds({{"SiO2", -5}}, Basis::WtPercent).ok());
   EXPECT_EQ(ElementsToCompounds({{"Fe", 5}}, Basis::WtPercent, {{"CaO", "Fe"}}).error, "CaO: holds no Fe.");
   EXPECT_EQ(ElementsToCompounds({{"Fe", 5}}, Basis::WtPercent, {{"CaO", ""}}).error, "No content given for Ca.");

@@ -8,8 +8,10 @@
 #include <QPainter>
 #include <QPdfWriter>
 #include <QSvgGenerator>
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <limits>
 
 #include "platform/files.h"
 
@@ -22,6 +24,13 @@ constexpr double kMarginLeft = 125, kMarginRight = 45, kMarginTop = 120, kMargin
 constexpr double kTitleSize = 34, kSubtitleSize = 25, kAxisTitleSize = 27, kTickSize = 22, kLabelSize = 27;
 constexpr double kBorderWidth = 3.2, kFrameWidth = 1.6, kGridWidth = 0.8, kTickLength = 10;
 constexpr double kFontBase = 100;  // outlines are made at this pixel size and scaled
+constexpr double kScaleWidth = 100, kScaleHeight = 62;  // room of one scale beside the plot
+constexpr double kPointRadius = 6;
+
+int ScaleCount(const DiagramPicture& pic, PictureScale::Edge edge) {
+  return static_cast<int>(std::count_if(pic.scales.begin(), pic.scales.end(),
+                                        [edge](const PictureScale& s) { return s.edge == edge; }));
+}
 
 QString Q(const std::string& s) { return QString::fromStdString(s); }
 
@@ -46,6 +55,100 @@ void FillPath(QPainter& p, const QPainterPath& path, const QColor& color) {
 
 }  // namespace
 
+namespace {
+
+// Scales beside the plot: a line with outward ticks and their texts, the title at the line's start.
+void PaintScales(QPainter& p, const PlotFrame& f, const DiagramPicture& pic, const QColor& text) {
+  const double u = f.unit, tick = kTickLength * u;
+  int right = 0, bottom = 0;
+  p.setPen(QPen(text, kFrameWidth * u, Qt::SolidLine, Qt::SquareCap));
+  for (const PictureScale& sc : pic.scales) {
+    const bool r = sc.edge == PictureScale::Right;
+    // The first right scale uses the plot's own edge; bottom scales lie below the axis title.
+    const double at = r ? f.plot.right() + (right++ == 0 ? 0 : (kScaleWidth * (right - 1) + 12) * u)
+                        : f.plot.bottom() + (kMarginBottom + kScaleHeight * bottom++ + 8) * u;
+    if (r)
+      p.drawLine(QPointF(at, f.plot.top()), QPointF(at, f.plot.bottom()));
+    else
+      p.drawLine(QPointF(f.plot.left(), at), QPointF(f.plot.right(), at));
+    for (size_t i = 0; i < sc.at.size() && i < sc.texts.size(); ++i) {
+      const QPointF a = r ? QPointF(at, f.Map(f.xmin, sc.at[i]).y()) : QPointF(f.Map(sc.at[i], f.ymin).x(), at);
+      if (r ? a.y() < f.plot.top() - 0.5 || a.y() > f.plot.bottom() + 0.5
+            : a.x() < f.plot.left() - 0.5 || a.x() > f.plot.right() + 0.5)
+        continue;
+      p.drawLine(a, a + (r ? QPointF(tick, 0) : QPointF(0, tick)));
+      QPainterPath t = FormulaPath(Q(sc.texts[i]), kTickSize * 0.85 * u, false, false);
+      QRectF b = t.boundingRect();
+      FillPath(p, r ? t.translated(a.x() + tick + 4 * u - b.left(), a.y() - b.center().y())
+                    : t.translated(a.x() - b.center().x(), a.y() + tick + 4 * u - b.top()),
+               text);
+    }
+    QPainterPath t = FormulaPath(Q(sc.title), kTickSize * u, true);
+    QRectF b = t.boundingRect();
+    FillPath(p, r ? t.translated(at - b.left(), f.plot.top() - 10 * u - b.bottom())
+                  : t.translated(f.plot.left() - 12 * u - b.right(), at - b.center().y()),
+             text);
+  }
+}
+
+void PaintPoints(QPainter& p, const PlotFrame& f, const DiagramPicture& pic, const QColor& text, const QColor& bg) {
+  const double u = f.unit;
+  for (const PicturePoint& pt : pic.points) {
+    const QPointF c = f.Map(pt.x, pt.y);
+    p.setPen(QPen(bg, 1.5 * u));
+    p.setBrush(text);
+    p.drawEllipse(c, kPointRadius * u, kPointRadius * u);
+    QPainterPath t = FormulaPath(Q(pt.text), kLabelSize * u, true);
+    QRectF b = t.boundingRect();
+    FillPath(p, t.translated(c.x() + 2 * kPointRadius * u - b.left(), c.y() - b.center().y()), text);
+  }
+  p.setBrush(Qt::NoBrush);
+}
+
+// A framed box in the plot's lower right corner: a short line in each entry's colour and its name.
+void PaintLegend(QPainter& p, const PlotFrame& f, const DiagramPicture& pic, const QColor& text, const QColor& bg) {
+  if (pic.legend.empty()) return;
+  const double u = f.unit, size = kTickSize * u, row = 1.45 * size, swatch = 34 * u, pad = 10 * u;
+  std::vector<QPainterPath> names;
+  double width = 0;
+  for (const PictureLabel& l : pic.legend) {
+    names.push_back(FormulaPath(Q(l.text), size));
+    width = std::max(width, names.back().boundingRect().right());
+  }
+  const QSizeF size_box(width + swatch + 3 * pad, row * names.size() + pad);
+  // The corner of the plot that hides the fewest line ends, labels and points.
+  QRectF box;
+  int fewest = std::numeric_limits<int>::max();
+  for (int corner = 0; corner < 4; ++corner) {
+    const double x = corner % 2 == 0 ? f.plot.right() - pad - size_box.width() : f.plot.left() + pad;
+    const double y = corner < 2 ? f.plot.top() + pad : f.plot.bottom() - pad - size_box.height();
+    const QRectF r(QPointF(x, y), size_box);
+    int hidden = 0;
+    for (const PictureCurve& c : pic.curves) hidden += r.contains(f.Map(c.x1, c.y1)) + r.contains(f.Map(c.x2, c.y2));
+    // Texts reach beyond their anchor points.
+    const QRectF near = r.adjusted(-6 * pad, -2 * pad, 6 * pad, 2 * pad);
+    for (const PictureLabel& l : pic.labels) hidden += 1000 * near.contains(f.Map(l.x, l.y));
+    for (const PicturePoint& pt : pic.points) hidden += 1000 * near.contains(f.Map(pt.x, pt.y));
+    if (hidden < fewest) {
+      fewest = hidden;
+      box = r;
+    }
+  }
+  p.setPen(QPen(text, kFrameWidth * 0.6 * u));
+  p.setBrush(bg);
+  p.drawRect(box);
+  p.setBrush(Qt::NoBrush);
+  for (size_t i = 0; i < names.size(); ++i) {
+    const double y = box.top() + pad / 2 + row * (i + 0.5);
+    p.setPen(QPen(ToQColor(pic.palette.Species(pic.legend[i].species)), kBorderWidth * u, Qt::SolidLine, Qt::RoundCap));
+    p.drawLine(QPointF(box.left() + pad, y), QPointF(box.left() + pad + swatch, y));
+    const QRectF b = names[i].boundingRect();
+    FillPath(p, names[i].translated(box.left() + 2 * pad + swatch, y - b.center().y()), text);
+  }
+}
+
+}  // namespace
+
 QColor ToQColor(const Rgb& c) { return QColor(c.r, c.g, c.b); }
 
 PlotFrame LayoutPlot(const QRectF& target, const DiagramPicture& pic) {
@@ -53,7 +156,9 @@ PlotFrame LayoutPlot(const QRectF& target, const DiagramPicture& pic) {
   f.target = target;
   f.unit = std::min(target.width(), target.height()) / 1000.0;
   double u = f.unit;
-  f.plot = target.adjusted(kMarginLeft * u, kMarginTop * u, -kMarginRight * u, -kMarginBottom * u);
+  const double right = kMarginRight + kScaleWidth * ScaleCount(pic, PictureScale::Right);
+  const double bottom = kMarginBottom + kScaleHeight * ScaleCount(pic, PictureScale::Bottom);
+  f.plot = target.adjusted(kMarginLeft * u, kMarginTop * u, -right * u, -bottom * u);
   f.xmin = pic.x.min, f.xmax = pic.x.max, f.ymin = pic.y.min, f.ymax = pic.y.max;
   if (f.xmax == f.xmin) f.xmax = f.xmin + 1;
   if (f.ymax == f.ymin) f.ymax = f.ymin + 1;
@@ -195,7 +300,8 @@ void PaintDiagram(QPainter& p, const QRectF& target, const DiagramPicture& pic, 
   {
     QPainterPath t = FormulaPath(Q(pic.x.title), kAxisTitleSize * u);
     QRectF b = t.boundingRect();
-    FillPath(p, t.translated(f.plot.center().x() - b.center().x(), target.bottom() - 22 * u - b.bottom()), text);
+    FillPath(p, t.translated(f.plot.center().x() - b.center().x(), f.plot.bottom() + (kMarginBottom - 22) * u - b.bottom()),
+             text);
     QPainterPath ty = FormulaPath(Q(pic.y.title), kAxisTitleSize * u);
     QRectF by = ty.boundingRect();
     p.save();
@@ -220,6 +326,12 @@ void PaintDiagram(QPainter& p, const QRectF& target, const DiagramPicture& pic, 
       p.strokePath(placed, QPen(halo, 6 * u, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
       FillPath(p, placed, text);
     }
+  }
+
+  if (!o.frame_only) {
+    PaintScales(p, f, pic, text);
+    PaintPoints(p, f, pic, text, background);
+    PaintLegend(p, f, pic, text, background);
   }
 
   // Title and the constant under it.

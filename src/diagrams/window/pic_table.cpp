@@ -14,11 +14,13 @@
 #include <QMenuBar>
 #include <QMouseEvent>
 #include <QPainter>
+#include <QTextDocument>
 #include <QPrintDialog>
 #include <QPrinter>
 #include <QPrinterInfo>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QTableView>
 #include <QVBoxLayout>
 #include <cmath>
 
@@ -85,7 +87,7 @@ void PicTable::Build() {
   });
   file->addSeparator();
   act(file, "MPrint", "&Print…", [this] { Print(false); });
-  act(file, "MPrintA", "Print &Area…", [this] { Print(true); });
+  act(file, "MPrintA", "Print &Area…", [this] { PrintArea(); });
   act(file, "MPrintS", "Print &Selection…", [this] { Print(true); });
   act(file, "MPrintPS", "Print Dia&gram…", [this] {
     if (QPrinterInfo::availablePrinters().isEmpty()) {
@@ -102,7 +104,7 @@ void PicTable::Build() {
   auto* edit = menu->addMenu("&Edit");
   act(edit, "MCopy", "&Copy", [this] { grid_->CopySelection(); });
   act(edit, "MPaste", "&Paste", [this] { grid_->PasteClipboard(); });
-  act(edit, "MPasteV", "Paste &Values", [this] { grid_->PasteClipboard(); });
+  act(edit, "MPasteV", "Paste &Values", [this] { PasteValues(); });
   act(edit, "MInsR", "&Insert Row", [this] {
     int r1, c1, r2, c2;
     if (!grid_->SelectedRange(&r1, &c1, &r2, &c2)) r1 = 0;
@@ -149,6 +151,10 @@ void PicTable::Build() {
   check_kg_ = new QCheckBox("Per kg", this);
   check_kg_->setObjectName("CheckKg");
   side->addWidget(check_kg_);
+  check_scales_ = new QCheckBox("pO2, CO/CO2, H2/H2O scales", this);
+  check_scales_->setObjectName("CheckScales");
+  check_scales_->setToolTip("Ellingham diagram of oxides: nomographic scales on the right and bottom edges");
+  side->addWidget(check_scales_);
   auto* ybox = new QGroupBox("Y-axis Unit", this);
   auto* yl = new QHBoxLayout(ybox);
   for (int i = 0; i < 2; ++i) {
@@ -313,7 +319,9 @@ DiagramView* PicTable::ShowDiagram() {
   HscgOptions o;
   double y0, y1;
   ReadOptions(&q, &o, &y0, &y1);
-  auto* v = new DiagramView(BuildHscgPicture(table_, y0, y1));
+  DiagramPicture pic = BuildHscgPicture(table_, y0, y1);
+  if (check_scales_->isChecked()) AddEllinghamScales(pic, table_, thermo::SharedSpeciesDatabases());
+  auto* v = new DiagramView(pic);
   v->setAttribute(Qt::WA_DeleteOnClose);
   v->show();
   return v;
@@ -374,6 +382,68 @@ bool PicTable::SaveFile(const QString& path) {
 
 void PicTable::Print(bool area) {
   if (!grid_->Print(kMsgPrinterError, area)) return;
+}
+
+std::vector<platform::RangeRef> ParsePrintArea(std::string_view text) {
+  std::vector<platform::RangeRef> out;
+  const QStringList parts = ToQ(text).split(',');
+  for (const QString& part : parts) {
+    QString t = part.trimmed();
+    t.remove(' ');
+    const auto r = platform::ParseRangeRef(FromQ(t));
+    if (!r || !r->sheet.empty()) return {};
+    out.push_back(*r);
+  }
+  return out;
+}
+
+QString AsValues(const QString& tsv) {
+  QStringList lines = tsv.split('\n');
+  for (QString& line : lines) {
+    QStringList cells = line.split('\t');
+    for (QString& c : cells)
+      if (c.trimmed().startsWith('=')) c = "'" + c.trimmed();
+    line = cells.join('\t');
+  }
+  return lines.join('\n');
+}
+
+QString PicTable::AreaHtml(const std::vector<platform::RangeRef>& area) const {
+  QString html;
+  for (const auto& r : area) html += grid_->BlockHtml(r.r1, r.c1, r.r2, r.c2) + "<br>";
+  return html;
+}
+
+bool PicTable::PrintArea() {
+  std::string text;
+  if (!AppMessages().AskText(std::string(kAskPrintArea) + "\n" + kPrintAreaHint, platform::kDefaultTitle, text))
+    return false;
+  const auto area = ParsePrintArea(text);
+  if (area.empty()) {
+    AppMessages().Show(kMsgBadPrintArea + text);
+    return false;
+  }
+  if (QPrinterInfo::availablePrinterNames().isEmpty()) {
+    AppMessages().Show(kMsgPrinterError);
+    return false;
+  }
+  QPrinter printer(QPrinter::HighResolution);
+  QPrintDialog dialog(&printer, this);
+  if (dialog.exec() != QDialog::Accepted) return false;
+  QTextDocument doc;
+  doc.setHtml(AreaHtml(area));
+  doc.print(&printer);
+  return true;
+}
+
+bool PicTable::PasteValues() {
+  // At the current cell, as the plain paste.
+  const QModelIndex at = grid_->View()->currentIndex();
+  const int r = at.isValid() ? at.row() : 0, c = at.isValid() ? at.column() : 0;
+  const std::string error = grid_->PasteText(r, c, AsValues(QApplication::clipboard()->text()));
+  if (error.empty()) return true;
+  AppMessages().Show(error);
+  return false;
 }
 
 // ------------------------------------------------------------------------------------------------

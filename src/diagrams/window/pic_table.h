@@ -25,6 +25,15 @@ namespace zyl::diagrams::window {
 inline constexpr const char* kMsgPrinterError = "Printer error. No printers installed?";
 inline constexpr const char* kAskRecordRange = "Give record range";
 inline constexpr const char* kRecordRangeHint = "For example: 2034-2134";
+inline constexpr const char* kAskPrintArea = "Give Print Area";
+inline constexpr const char* kPrintAreaHint = "Example: A1:C3,A11:C13";
+inline constexpr const char* kMsgBadPrintArea = "Not a print area: ";
+
+/// A print area "A1:C3,A11:C13": ranges of the current sheet joined by commas (blanks ignored);
+/// empty when any part is not a range.
+std::vector<platform::RangeRef> ParsePrintArea(std::string_view text);
+/// Tab-separated text made to paste as values: a cell beginning with "=" is kept as its text.
+QString AsValues(const QString& tsv);
 
 class DiagramView;
 
@@ -57,10 +66,21 @@ class PicTable : public QWidget {
   void UpdateUnits();
   void Print(bool area);
 
+ public:
+  /// MPrintA: asks for the area, then prints its ranges one after another; false when refused.
+  bool PrintArea();
+  /// The HTML of the area's ranges on the species sheet, as printed.
+  QString AreaHtml(const std::vector<platform::RangeRef>& area) const;
+  /// MPasteV: pastes the clipboard at the current cell as values (no formulas).
+  bool PasteValues();
+
+ private:
+
   std::unique_ptr<platform::Workbook> book_;
   platform::window::Grid* grid_ = nullptr;
   QComboBox* combo_type_ = nullptr;
   QCheckBox* check_kg_ = nullptr;
+  QCheckBox* check_scales_ = nullptr;  ///< Ellingham nomographic scales on the diagram
   QRadioButton* option_y_[2] = {};
   QRadioButton* option_x_[2] = {};
   QLineEdit *x_min_ = nullptr, *x_max_ = nullptr, *x_step_ = nullptr, *y_min_ = nullptr, *y_max_ = nullptr;

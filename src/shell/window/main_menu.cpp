@@ -24,6 +24,7 @@
 #include "diagrams/window/zyl_psd_form.h"
 #include "equilibrium/window/gib_edit.h"
 #include "equilibrium/window/sol_gasm.h"
+#include "mineralogy/window/conversions_window.h"
 #include "mineralogy/window/miner_window.h"
 #include "platform/window/help.h"
 #include "platform/window/link.h"
@@ -313,7 +314,7 @@ void MainMenu::StartLPP() {
   OpenModule(w);
 }
 void MainMenu::StartMiner() { OpenModule(new mineralogy::window::Miner); }
-void MainMenu::StartConver() { OpenNotBuilt("StartConver"); }
+void MainMenu::StartConver() { OpenModule(new mineralogy::window::Conversions); }
 void MainMenu::StartEleTable() { OpenModule(new thermo::window::PeriodicChart); }
 void MainMenu::StartWater() { OpenModule(new water::window::WaterWindow); }
 void MainMenu::StartUnits() { OpenModule(new units::window::Units); }

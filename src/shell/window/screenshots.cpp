@@ -19,6 +19,7 @@
 #include "platform/window/grid.h"
 #include "equilibrium/window/result_form.h"
 #include "equilibrium/window/sol_gasm.h"
+#include "mineralogy/window/conversions_window.h"
 #include "mineralogy/window/miner_window.h"
 #include "shell/window/settings_form.h"
 #include "platform/window/grid.h"
@@ -174,6 +175,12 @@ int SaveScreenshots(MainMenu& menu, const QString& dir) {
   if (auto* hl = Newest<balance::window::HeatLoss>(menu)) {
     hl->Calculate();
     n += Save(hl, dir, "heat-loss");
+  }
+  menu.StartConver();
+  if (auto* cv = Newest<mineralogy::window::Conversions>(menu)) {
+    cv->SetSample({{"CuFeS2", 28.6}, {"FeS2", 22.1}, {"ZnS", 15.0}, {"SiO2", 20.3}, {"CaCO3", 14.0}});
+    cv->Convert();
+    n += Save(cv, dir, "conversions");
   }
   return n;
 }
