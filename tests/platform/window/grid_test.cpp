@@ -5,6 +5,7 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QFileInfo>
+#include <QFont>
 #include <QItemSelectionModel>
 #include <QPrinter>
 #include <cmath>
@@ -54,6 +55,33 @@ TEST_F(GridTest, ShowsFormattedValuesEditsAndFollowsTheWorkbook) {
   book.sheet(0).SetNumber(500, 3, 1.0);
   EXPECT_GT(m->rowCount(), 500);
   EXPECT_EQ(m->data(At(g, 500, 3)).toString(), "1");
+}
+
+// How a cell looks: numbers right, errors centred, text left unless aligned; bold, italic and colour
+// from the cell's style.
+TEST_F(GridTest, CellsShowTheirStyle) {
+  Sheet& s = book.sheet(0);
+  s.SetFormula(3, 0, "=1/0");
+  s.ModifyStyle(0, 0, 0, 0, [](CellStyle& st) {
+    st.bold = true;
+    st.color = kRed;
+  });
+  s.ModifyStyle(0, 1, 0, 1, [](CellStyle& st) {
+    st.italic = true;
+    st.align = HAlign::Center;
+  });
+  Grid g(&book);
+  QAbstractItemModel* m = g.View()->model();
+  auto align = [&](int r, int c) { return m->data(At(g, r, c), Qt::TextAlignmentRole).value<Qt::Alignment>(); };
+  EXPECT_EQ(align(1, 1), Qt::AlignRight | Qt::AlignVCenter);
+  EXPECT_EQ(align(3, 0), Qt::AlignCenter);
+  EXPECT_EQ(align(0, 0), Qt::AlignLeft | Qt::AlignVCenter);
+  EXPECT_EQ(align(0, 1), Qt::AlignCenter);
+  EXPECT_TRUE(m->data(At(g, 0, 0), Qt::FontRole).value<QFont>().bold());
+  EXPECT_TRUE(m->data(At(g, 0, 1), Qt::FontRole).value<QFont>().italic());
+  EXPECT_FALSE(m->data(At(g, 1, 1), Qt::FontRole).isValid());
+  EXPECT_EQ(m->data(At(g, 0, 0), Qt::ForegroundRole).value<QColor>(), QColor(255, 0, 0));
+  EXPECT_FALSE(m->data(At(g, 0, 1), Qt::ForegroundRole).isValid());
 }
 
 TEST_F(GridTest, ProtectedCellsRefuseEditsWithTheModulesMessage) {
