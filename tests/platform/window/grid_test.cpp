@@ -147,7 +147,7 @@ TEST_F(GridTest, PrintsTheSheetOrTheSelectionAndSavesPlots) {
   EXPECT_EQ(g.BlockHtml(1, 1, 2, 1).count("<tr>"), 2);
   testing::TempDir tmp;
   for (bool selection : {false, true}) {
-    const QString pdf = tmp.dir.filePath(selection ? "sel.pdf" : "all.pdf");
+    const QString pdf = testing::QtPath(tmp, selection ? "sel.pdf" : "all.pdf");
     QPrinter printer(QPrinter::HighResolution);
     printer.setOutputFormat(QPrinter::PdfFormat);
     printer.setOutputFileName(pdf);
@@ -158,11 +158,11 @@ TEST_F(GridTest, PrintsTheSheetOrTheSelectionAndSavesPlots) {
   plot.SetData({{25, -400}, {500, -380}, {1000, std::nan("")}, {1200, -350}});
   plot.SetAxisTitles("T / °C", "ΔG / kJ");
   for (const char* name : {"p.png", "p.svg"}) {
-    const QString path = tmp.dir.filePath(name);
+    const QString path = testing::QtPath(tmp, name);
     ASSERT_TRUE(plot.Save(path)) << name;
     EXPECT_GT(QFileInfo(path).size(), 500) << name;
   }
-  EXPECT_FALSE(plot.Save(tmp.dir.filePath("no/such/p.png")));
+  EXPECT_FALSE(plot.Save(testing::QtPath(tmp, "no/such/p.png")));
 }
 
 TEST(NiceTicks, CoverTheRangeWithRoundSteps) {
