@@ -139,6 +139,10 @@ int RunSpecies(const SpeciesOptions& o) {
       const double cp = v.cp * kCalToJ, h = v.h * kCalToJ / 1000, s = v.s * kCalToJ, g = v.g * kCalToJ / 1000;
       nlohmann::json row = {{"T", t}, {"Cp", cp}, {"H", h}, {"S", s}, {"G", g}};
       std::string note = thermo::ExtrapolationNote(sp, v);
+      if (v.extrapolated == thermo::Extrapolation::CrissCobble) {
+        row["mean_Cp"] = v.mean_cp * kCalToJ;
+        note += fmt::format(", mean Cp from 298.15 K {:.4f} J/(mol K)", v.mean_cp * kCalToJ);
+      }
       if (!note.empty()) row["note"] = note;
       values.push_back(row);
       text += fmt::format("  {:>10.2f} {:>12.4f} {:>12.4f} {:>12.4f} {:>12.4f}{}\n", celsius ? t - kCelsiusOffset : t,

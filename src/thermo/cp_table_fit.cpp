@@ -577,13 +577,7 @@ SpeciesData FitToSpeciesData(const std::vector<CpFitRange>& ranges, std::string_
   for (const CpFitRange& r : ranges) {
     SpeciesRange x;
     x.h = kCalPerKcal * r.h;
-    x.s = r.s;
-    x.a = r.a;
-    x.b = r.b;
-    x.c = r.c;
-    x.d = r.d;
-    x.t1 = r.t1;
-    x.t2 = r.t2;
+    CopyRangeCoefficients(r, x);
     for (size_t i = 0; i < 2 && i < r.phase.size(); ++i) x.phase[i] = r.phase[i];
     sp.ranges.push_back(x);
   }

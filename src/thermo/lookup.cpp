@@ -80,13 +80,7 @@ SpeciesRange RangeOf(const SpeciesRecord& r) {
   SpeciesRange x;
   x.mw = r.mw;
   x.h = static_cast<double>(r.h) * 1000.0;
-  x.s = r.s;
-  x.a = r.a;
-  x.b = r.b;
-  x.c = r.c;
-  x.d = r.d;
-  x.t1 = r.t1;
-  x.t2 = r.t2;
+  CopyRangeCoefficients(r, x);
   std::memcpy(x.phase, r.phase.data(), std::min<size_t>(r.phase.size(), 2));
   return x;
 }

@@ -23,30 +23,22 @@ std::atomic<bool> g_criss_cobble{false};
 constexpr double kNearCriticalT = 597.0;
 
 // Criss-Cobble correspondence principle (C. M. Criss and J. W. Cobble, J. Am. Chem. Soc. 86 (1964)
-// 5385 and 5390): the absolute partial molal entropy of an ion at t is linear in its absolute
-// entropy at 25 C, S_t = a_t + b_t * S_25, with one (a_t, b_t) pair per ion class; the absolute
-// scale puts S(H+) at -5.0 cal/(mol K) at 25 C and at the values of kAbsEntropyH at t. The mean
-// heat capacity from 25 C to t follows as
-//   Cp_mean = (S_t - S_25) / ln(T_t / 298.15) = (a_t + (b_t - 1) * S_25) / ln(T_t / 298.15),
-// and the conventional value (H+ = 0) as Cp_conv = Cp_abs(ion) - z * Cp_abs(H+). CrissCobbleAtT takes the
-// entropy from it and derives Cp and H from that entropy, so that the three stay consistent.
-// The numbers below were written down from memory of the papers' tables, not copied from them (the
-// tables could not be found in the public sources searched):
-// the cation and simple-anion rows reproduce the published mean heat capacity parameters
-// (alpha/beta 35/-0.41, 46/-0.55, 46/-0.59, 50/-0.63 for cations; alpha -46, -58, -61, -65 for
-// simple anions), and Na+ and Cl- come out near their measured heat capacities. The oxy-anion and
-// acid oxy-anion rows and the H+ entropies could not be checked against the papers here and should
-// be verified before they are relied on.
+// 5385 and 5390): the mean heat capacity of an ion from 25 C to t is linear in its absolute entropy at
+// 25 C, Cp_mean = alpha_t + beta_t * S_25(abs), with one (alpha_t, beta_t) pair per ion class (5390,
+// Table II). The absolute scale puts S(H+) at -5.0 cal/(mol K) at 25 C and at kAbsEntropyH at t (5385,
+// Table IV), so that the mean heat capacity of H+ is (S_t - S_25) / ln(T_t / 298.15) and the conventional
+// value (H+ = 0) of an ion is Cp_mean(ion) - z * Cp_mean(H+). CrissCobbleAtT takes the entropy from the
+// mean heat capacity and derives Cp and H from that entropy, so that the three stay consistent.
 struct CcRow {
-  double a[4];
-  double b[4];
+  double alpha[4];  // cal/(mol K)
+  double beta[4];   // per cal/(mol K) of absolute entropy
 };
 constexpr double kCcTempC[4] = {60, 100, 150, 200};
 constexpr CcRow kCcRows[4] = {
-    {{3.9, 10.3, 16.2, 23.3}, {0.955, 0.876, 0.792, 0.711}},        // cations
-    {{-5.1, -13.0, -21.3, -30.2}, {0.969, 1.000, 0.989, 0.981}},    // simple anions and OH-
-    {{-14.0, -31.0, -46.4, -67.0}, {1.217, 1.476, 1.687, 2.020}},   // oxy-anions
-    {{-13.5, -30.3, -50.0, -65.6}, {1.380, 1.894, 2.381, 2.960}},   // acid oxy-anions
+    {{35, 46, 46, 50}, {-0.41, -0.55, -0.59, -0.63}},         // cations
+    {{-46, -58, -61, -65}, {-0.28, 0.00, -0.03, -0.04}},      // simple anions and OH-
+    {{-127, -138, -133, -145}, {1.96, 2.24, 2.27, 2.53}},     // oxy-anions
+    {{-122, -135, -143, -152}, {3.44, 3.97, 3.95, 4.24}},     // acid oxy-anions
 };
 constexpr double kAbsEntropyH25 = -5.0;                      // cal/(mol K), S(H+) at 25 C, absolute
 constexpr double kAbsEntropyH[4] = {-2.5, 2.0, 6.5, 11.1};  // cal/(mol K), S(H+) at kCcTempC, absolute
@@ -54,14 +46,13 @@ constexpr double kAbsEntropyH[4] = {-2.5, 2.0, 6.5, 11.1};  // cal/(mol K), S(H+
 /// Mean heat capacity parameters at tabulated point i: Cp_mean = alpha + beta * S_25 (row -1: H+,
 /// beta = 0).
 void CcAlphaBeta(int row, int i, double& alpha, double& beta) {
-  const double ln = std::log((kCcTempC[i] + kCelsiusOffset) / kT0);
   if (row < 0) {
-    alpha = (kAbsEntropyH[i] - kAbsEntropyH25) / ln;
+    alpha = (kAbsEntropyH[i] - kAbsEntropyH25) / std::log((kCcTempC[i] + kCelsiusOffset) / kT0);
     beta = 0;
     return;
   }
-  alpha = kCcRows[row].a[i] / ln;
-  beta = (kCcRows[row].b[i] - 1.0) / ln;
+  alpha = kCcRows[row].alpha[i];
+  beta = kCcRows[row].beta[i];
 }
 
 /// Conventional mean heat capacity of an ion from 25 C to the tabulated temperature i, cal/(mol K):

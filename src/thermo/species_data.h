@@ -28,6 +28,19 @@ struct SpeciesRange {
   char phase[3] = {0, 0, 0};  ///< phase of the range ("s", "l", "g", "a", "ia", ...)
 };
 
+/// Copies S, the Cp coefficients and the temperature limits of a range held in another form (a database
+/// record, a fitted range): the fields of the same names and units.
+template <class Source>
+void CopyRangeCoefficients(const Source& r, SpeciesRange& x) {
+  x.s = r.s;
+  x.a = r.a;
+  x.b = r.b;
+  x.c = r.c;
+  x.d = r.d;
+  x.t1 = r.t1;
+  x.t2 = r.t2;
+}
+
 /// Ion classes of the Criss-Cobble correspondence principle.
 enum class IonKind : unsigned char { None, Cation, SimpleAnion, OxyAnion, AcidOxyAnion };
 

@@ -26,6 +26,7 @@ class TempDir {
   TempDir& operator=(const TempDir&) = delete;
   std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
   const std::filesystem::path& path() const { return path_; }
+  const std::filesystem::path& Path() const { return path_; }  ///< the same, as the window tests spell it
 
  private:
   std::filesystem::path path_;

@@ -24,7 +24,8 @@ class SpeciesCli : public ::testing::Test {
     if (!std::filesystem::exists(zyl_)) GTEST_SKIP() << "zyl is not built: " << zyl_;
     ASSERT_TRUE(WriteSpeciesDatabase(dir_ / "main.ZYL", {Range("H2O(g)", 298.15f, 1100, "g", -57.795f, 45.1f, 7.17f, 2.56f, 0.08f),
                                                          Range("H2O(g)", 1100, 3000, "g", 0, 0, 8, 3),
-                                                         Range("Cu", 298.15f, 1358, "s", 0, 7.92f, 5.41f, 1.5f)}));
+                                                         Range("Cu", 298.15f, 1358, "s", 0, 7.92f, 5.41f, 1.5f),
+                                                         Range("Na(+a)", 298.15f, 573.15f, "a", -57.39f, 14.1f, 9)}));
     ASSERT_TRUE(WriteSpeciesDatabase(dir_ / "own.ZYL", {Range("Cu", 298.15f, 1358, "s", 0, 8, 5.5f)}));
   }
 
@@ -68,6 +69,24 @@ TEST_F(SpeciesCli, JsonValuesInJoules) {
   EXPECT_EQ(j[0]["values"][1]["note"], "Extrapolated from 298.15-1100 K");  // 25 K
   EXPECT_EQ(j[1]["database"], "own");
   EXPECT_NEAR(j[1]["values"][0]["S"].get<double>(), (8 + 5.5 * std::log(1000 / 298.15)) * 4.184, 1e-3);
+}
+
+// With --criss-cobble an aqueous ion reports the mean heat capacity under its own key; the entropy is
+// S25 + mean Cp ln(T / 298.15), and Cp is not the mean but the slope of H.
+TEST_F(SpeciesCli, CrissCobbleReportsTheMeanHeatCapacitySeparately) {
+  int status = -1;
+  auto j = nlohmann::json::parse(Run("species 'Na(+a)' -T 150 --tunit C --criss-cobble --json", &status), nullptr, false);
+  ASSERT_EQ(status, 0) << Err();
+  const auto& v = j[0]["values"][0];
+  ASSERT_TRUE(v.contains("mean_Cp"));
+  const double mean = v["mean_Cp"].get<double>();
+  EXPECT_NEAR(v["S"].get<double>(), 14.1f * 4.184 + mean * std::log(423.15 / 298.15), 1e-3);
+  EXPECT_GT(std::abs(v["Cp"].get<double>() - mean), 0.5);
+  EXPECT_EQ(v["note"].get<std::string>().rfind("Extrapolated from 298.15 K entropy (Criss-Cobble)", 0), 0u);
+  auto plain = nlohmann::json::parse(Run("species 'Na(+a)' -T 150 --tunit C --json", &status), nullptr, false);
+  ASSERT_EQ(status, 0) << Err();
+  EXPECT_FALSE(plain[0]["values"][0].contains("mean_Cp"));
+  EXPECT_NEAR(plain[0]["values"][0]["Cp"].get<double>(), 9 * 4.184, 1e-9);
 }
 
 TEST_F(SpeciesCli, UnknownSpeciesAndMainDatabaseRefusals) {
@@ -118,7 +137,7 @@ TEST_F(SpeciesCli, AddExportImportDeleteOnTheOwnDatabase) {
   EXPECT_EQ(platform::ReadFile(dir_ / "own.ZYL"), own);
   auto list = nlohmann::json::parse(Run("db list --json"), nullptr, false);
   ASSERT_TRUE(list.is_array());
-  EXPECT_EQ(list.size(), 4u);  // own: Cu, NiO; main: H2O(g), Cu
+  EXPECT_EQ(list.size(), 5u);  // own: Cu, NiO; main: H2O(g), Cu, Na(+a)
   Run("db delete NiO", &status);  // not confirmed without a terminal
   EXPECT_EQ(status, 1);
   Run("db delete NiO --yes", &status);

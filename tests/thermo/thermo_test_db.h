@@ -1,53 +1,30 @@
 #pragma once
 // Small species databases built by the tests themselves.
 
-#include <gtest/gtest.h>
-
-#include "common/temp_dir.h"
-#include <unistd.h>
-
-#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
 
+#include "common/species_range.h"
+#include "common/temp_dir.h"
 #include "thermo/species_db.h"
 #include "thermo/species_record.h"
 
-namespace zyl::thermo::testing {
-
-using zyl::testing::TempDir;
-
-/// One range; H kcal/mol, S and Cp coefficients cal/(mol K), T K.
-inline SpeciesRecord Range(std::string formula, float t1, float t2, std::string phase, float h, float s, float a,
-                           float b = 0, float c = 0, float d = 0) {
-  SpeciesRecord r;
-  r.formula = std::move(formula);
-  r.t1 = t1;
-  r.t2 = t2;
-  r.phase = std::move(phase);
-  r.h = h;
-  r.s = s;
-  r.a = a;
-  r.b = b;
-  r.c = c;
-  r.d = d;
-  return r;
-}
+namespace zyl::testing {
 
 inline void WriteBytes(const std::filesystem::path& p, const std::string& bytes) {
   std::ofstream(p, std::ios::binary) << bytes;
 }
 
 /// Writes the records in the given order, without sorting and without a catalogue.
-inline void WriteRaw(const std::filesystem::path& p, const std::vector<SpeciesRecord>& recs) {
+inline void WriteRaw(const std::filesystem::path& p, const std::vector<thermo::SpeciesRecord>& recs) {
   std::string bytes;
   for (const auto& r : recs) {
-    RecordBytes b = EncodeSpeciesRecord(r);
+    thermo::RecordBytes b = thermo::EncodeSpeciesRecord(r);
     bytes.append(reinterpret_cast<const char*>(b.data()), b.size());
   }
   WriteBytes(p, bytes);
 }
 
-}  // namespace zyl::thermo::testing
+}  // namespace zyl::testing

@@ -1,8 +1,5 @@
 #include "balance/window/book_grid.h"
 
-#include <QBrush>
-#include <QColor>
-#include <QFont>
 #include <QHeaderView>
 #include <QItemSelectionModel>
 #include <QTabBar>
@@ -21,7 +18,7 @@ constexpr int kMinCols = 26;
 constexpr int kSpareRows = 30;
 }  // namespace
 
-BookModel::BookModel(Workbook* book, QObject* parent) : QAbstractTableModel(parent), book_(book) { Listen(); }
+BookModel::BookModel(Workbook* book, QObject* parent) : WorkbookTableModel(book, parent) { Listen(); }
 
 BookModel::~BookModel() {
   if (book_ && listener_ >= 0) book_->RemoveListener(listener_);
@@ -90,42 +87,9 @@ void BookModel::OnEvent(const platform::WorkbookEvent& e) {
   });
 }
 
-int BookModel::rowCount(const QModelIndex& parent) const { return parent.isValid() ? 0 : rows_; }
-int BookModel::columnCount(const QModelIndex& parent) const { return parent.isValid() ? 0 : cols_; }
-
 QVariant BookModel::data(const QModelIndex& index, int role) const {
   if (!index.isValid() || sheet_ >= book_->SheetCount()) return {};
-  const platform::Sheet& sh = book_->sheet(sheet_);
-  int r = index.row(), c = index.column();
-  switch (role) {
-    case Qt::DisplayRole: return QString::fromStdString(sh.DisplayText(r, c));
-    case Qt::EditRole: return QString::fromStdString(sh.InputText(r, c));
-    case Qt::ForegroundRole: {
-      uint32_t rgb = sh.Style(r, c).color;
-      if (rgb == platform::kBlack) return {};
-      return QBrush(QColor((rgb >> 16) & 0xFF, (rgb >> 8) & 0xFF, rgb & 0xFF));
-    }
-    case Qt::FontRole: {
-      const platform::CellStyle& st = sh.Style(r, c);
-      if (!st.bold && !st.italic) return {};
-      QFont f;
-      f.setBold(st.bold);
-      f.setItalic(st.italic);
-      return f;
-    }
-    case Qt::TextAlignmentRole: {
-      const platform::CellStyle& st = sh.Style(r, c);
-      switch (st.align) {
-        case platform::HAlign::Left: return int(Qt::AlignLeft | Qt::AlignVCenter);
-        case platform::HAlign::Center: return int(Qt::AlignCenter);
-        case platform::HAlign::Right: return int(Qt::AlignRight | Qt::AlignVCenter);
-        default: break;
-      }
-      const platform::CellValue& v = sh.Value(r, c);
-      return v.is_number() ? int(Qt::AlignRight | Qt::AlignVCenter) : int(Qt::AlignLeft | Qt::AlignVCenter);
-    }
-    default: return {};
-  }
+  return CellData(book_->sheet(sheet_), index.row(), index.column(), role);
 }
 
 bool BookModel::setData(const QModelIndex& index, const QVariant& value, int role) {
@@ -140,17 +104,6 @@ bool BookModel::setData(const QModelIndex& index, const QVariant& value, int rol
     book_->RecalculateDirty();
   }
   return ok;
-}
-
-Qt::ItemFlags BookModel::flags(const QModelIndex& index) const {
-  if (!index.isValid()) return Qt::NoItemFlags;
-  return Qt::ItemIsSelectable | Qt::ItemIsEnabled | Qt::ItemIsEditable;
-}
-
-QVariant BookModel::headerData(int section, Qt::Orientation orientation, int role) const {
-  if (role != Qt::DisplayRole) return {};
-  if (orientation == Qt::Horizontal) return QString::fromStdString(platform::ColumnName(section));
-  return section + 1;
 }
 
 // ---------------------------------------------------------------------------------------------------------------

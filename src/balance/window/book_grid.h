@@ -3,12 +3,12 @@
 // cells, hidden auxiliary columns, and edits routed through a handler (so that a typed species row is
 // refilled at once and protected cells are refused in the module's own words).
 
-#include <QAbstractTableModel>
 #include <QWidget>
 #include <functional>
 #include <string>
 #include <vector>
 
+#include "platform/window/grid.h"
 #include "platform/workbook.h"
 
 class QTableView;
@@ -19,7 +19,7 @@ namespace zyl::balance::window {
 /// Handles a user edit of one cell; returns false when refused.
 using EditHandler = std::function<bool(int sheet, int row, int col, const std::string& input)>;
 
-class BookModel : public QAbstractTableModel {
+class BookModel : public platform::window::WorkbookTableModel {
   Q_OBJECT
  public:
   BookModel(platform::Workbook* book, QObject* parent = nullptr);
@@ -27,17 +27,12 @@ class BookModel : public QAbstractTableModel {
 
   void SetBook(platform::Workbook* book);
   void SetSheet(int index);
-  int SheetIndex() const { return sheet_; }
   void SetEditHandler(EditHandler h) { edit_ = std::move(h); }
   /// Re-reads everything (after a file was loaded or sheets changed).
   void Reset();
 
-  int rowCount(const QModelIndex& parent = {}) const override;
-  int columnCount(const QModelIndex& parent = {}) const override;
   QVariant data(const QModelIndex& index, int role) const override;
   bool setData(const QModelIndex& index, const QVariant& value, int role) override;
-  Qt::ItemFlags flags(const QModelIndex& index) const override;
-  QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
 
  signals:
   void sheetsChanged();
@@ -46,10 +41,6 @@ class BookModel : public QAbstractTableModel {
   void Listen();
   void OnEvent(const platform::WorkbookEvent& e);
 
-  platform::Workbook* book_;
-  int sheet_ = 0;
-  int listener_ = -1;
-  int rows_ = 0, cols_ = 0;
   EditHandler edit_;
   bool pending_ = false;
   std::vector<std::string> names_;  ///< sheet names at the last reset

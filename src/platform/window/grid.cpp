@@ -42,8 +42,46 @@ Qt::Alignment AlignmentOf(const CellStyle& style, const CellValue& v) {
 
 // ---------------------------------------------------------------------------------------------------------------
 
+int WorkbookTableModel::rowCount(const QModelIndex& parent) const { return parent.isValid() ? 0 : rows_; }
+int WorkbookTableModel::columnCount(const QModelIndex& parent) const { return parent.isValid() ? 0 : cols_; }
+
+Qt::ItemFlags WorkbookTableModel::flags(const QModelIndex& index) const {
+  if (!index.isValid()) return Qt::NoItemFlags;
+  return Qt::ItemIsSelectable | Qt::ItemIsEnabled | Qt::ItemIsEditable;
+}
+
+QVariant WorkbookTableModel::headerData(int section, Qt::Orientation orientation, int role) const {
+  if (role != Qt::DisplayRole) return {};
+  if (orientation == Qt::Horizontal) return ToQ(ColumnName(section));
+  return section + 1;
+}
+
+QVariant WorkbookTableModel::CellData(const Sheet& s, int r, int c, int role) {
+  switch (role) {
+    case Qt::DisplayRole: return ToQ(s.DisplayText(r, c));
+    case Qt::EditRole: return ToQ(s.InputText(r, c));
+    case Qt::TextAlignmentRole: return QVariant::fromValue(AlignmentOf(s.Style(r, c), s.Value(r, c)));
+    case Qt::FontRole: {
+      const CellStyle& st = s.Style(r, c);
+      if (!st.bold && !st.italic) return {};
+      QFont f;
+      f.setBold(st.bold);
+      f.setItalic(st.italic);
+      return f;
+    }
+    case Qt::ForegroundRole: {
+      const CellStyle& st = s.Style(r, c);
+      if (st.color == kBlack) return {};
+      return QColor::fromRgb(QRgb(0xFF000000u | st.color));
+    }
+    default: return {};
+  }
+}
+
+// ---------------------------------------------------------------------------------------------------------------
+
 SheetModel::SheetModel(Workbook* book, QObject* parent)
-    : QAbstractTableModel(parent), book_(book), protection_message_(ToQ(kCellLocked)) {
+    : WorkbookTableModel(book, parent), protection_message_(ToQ(kCellLocked)) {
   sheet_ = book_->SheetCount() > 0 ? book_->ActiveSheet() : 0;
   listener_ = book_->AddListener([this](const WorkbookEvent& e) { OnEvent(e); });
   Resize();
@@ -85,30 +123,11 @@ void SheetModel::OnEvent(const WorkbookEvent& e) {
   endResetModel();
 }
 
-int SheetModel::rowCount(const QModelIndex& parent) const { return parent.isValid() ? 0 : rows_; }
-int SheetModel::columnCount(const QModelIndex& parent) const { return parent.isValid() ? 0 : cols_; }
-
 QVariant SheetModel::data(const QModelIndex& index, int role) const {
   if (!index.isValid() || book_->SheetCount() == 0) return {};
   const Sheet& s = book_->sheet(sheet_);
   const int r = index.row(), c = index.column();
   switch (role) {
-    case Qt::DisplayRole: return ToQ(s.DisplayText(r, c));
-    case Qt::EditRole: return ToQ(s.InputText(r, c));
-    case Qt::TextAlignmentRole: return QVariant::fromValue(AlignmentOf(s.Style(r, c), s.Value(r, c)));
-    case Qt::FontRole: {
-      const CellStyle& st = s.Style(r, c);
-      if (!st.bold && !st.italic) return {};
-      QFont f;
-      f.setBold(st.bold);
-      f.setItalic(st.italic);
-      return f;
-    }
-    case Qt::ForegroundRole: {
-      const CellStyle& st = s.Style(r, c);
-      if (st.color == kBlack) return {};
-      return QColor::fromRgb(QRgb(0xFF000000u | st.color));
-    }
     case Qt::BackgroundRole:
       if (s.Protected() && s.Editable(r, c)) return kInputCell;
       return {};
@@ -116,7 +135,7 @@ QVariant SheetModel::data(const QModelIndex& index, int role) const {
       const std::string f = s.Formula(r, c);
       return f.empty() ? QVariant() : QVariant(ToQ(f));
     }
-    default: return {};
+    default: return CellData(s, r, c, role);
   }
 }
 
@@ -132,17 +151,6 @@ bool SheetModel::setData(const QModelIndex& index, const QVariant& value, int ro
   }
   if (!error.empty()) AppMessages().Show(error, kDefaultTitle, Icon::Warning);
   return true;
-}
-
-Qt::ItemFlags SheetModel::flags(const QModelIndex& index) const {
-  if (!index.isValid()) return Qt::NoItemFlags;
-  return Qt::ItemIsSelectable | Qt::ItemIsEnabled | Qt::ItemIsEditable;
-}
-
-QVariant SheetModel::headerData(int section, Qt::Orientation orientation, int role) const {
-  if (role != Qt::DisplayRole) return {};
-  if (orientation == Qt::Horizontal) return ToQ(ColumnName(section));
-  return section + 1;
 }
 
 // ---------------------------------------------------------------------------------------------------------------

@@ -15,35 +15,49 @@ class QTableView;
 
 namespace zyl::platform::window {
 
-/// One sheet of a workbook as a Qt table model. Display: the formatted value; edit: what the user typed.
-class SheetModel : public QAbstractTableModel {
+/// What every table model over one sheet of a workbook shares: the size, the column letters and row
+/// numbers, editable cells, and how a cell looks.
+class WorkbookTableModel : public QAbstractTableModel {
   Q_OBJECT
  public:
-  explicit SheetModel(Workbook* book, QObject* parent = nullptr);
-  ~SheetModel() override;
-
-  void SetSheet(int index);
   int SheetIndex() const { return sheet_; }
-  /// Text shown when the user edits a protected cell.
-  void SetProtectionMessage(const QString& text) { protection_message_ = text; }
-  const QString& ProtectionMessage() const { return protection_message_; }
 
   int rowCount(const QModelIndex& parent = {}) const override;
   int columnCount(const QModelIndex& parent = {}) const override;
-  QVariant data(const QModelIndex& index, int role) const override;
-  bool setData(const QModelIndex& index, const QVariant& value, int role) override;
   Qt::ItemFlags flags(const QModelIndex& index) const override;
   QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
 
- private:
-  void OnEvent(const WorkbookEvent& e);
-  void Resize();
+ protected:
+  WorkbookTableModel(Workbook* book, QObject* parent) : QAbstractTableModel(parent), book_(book) {}
+  /// The display, edit, alignment, font and colour roles of a cell; {} for the other roles.
+  static QVariant CellData(const Sheet& s, int row, int col, int role);
 
   Workbook* book_;
   int sheet_ = 0;
   int listener_ = -1;
   int rows_ = 0;
   int cols_ = 0;
+};
+
+/// One sheet of a workbook as a Qt table model. Display: the formatted value; edit: what the user typed.
+class SheetModel : public WorkbookTableModel {
+  Q_OBJECT
+ public:
+  explicit SheetModel(Workbook* book, QObject* parent = nullptr);
+  ~SheetModel() override;
+
+  void SetSheet(int index);
+  /// Text shown when the user edits a protected cell.
+  void SetProtectionMessage(const QString& text) { protection_message_ = text; }
+  const QString& ProtectionMessage() const { return protection_message_; }
+
+  QVariant data(const QModelIndex& index, int role) const override;
+  bool setData(const QModelIndex& index, const QVariant& value, int role) override;
+
+ private:
+  void OnEvent(const WorkbookEvent& e);
+  void Resize();
+
   QString protection_message_;
 };
 

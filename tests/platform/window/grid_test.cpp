@@ -5,6 +5,7 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QFileInfo>
+#include <QFont>
 #include <QItemSelectionModel>
 #include <QPrinter>
 #include <cmath>
@@ -54,6 +55,33 @@ TEST_F(GridTest, ShowsFormattedValuesEditsAndFollowsTheWorkbook) {
   book.sheet(0).SetNumber(500, 3, 1.0);
   EXPECT_GT(m->rowCount(), 500);
   EXPECT_EQ(m->data(At(g, 500, 3)).toString(), "1");
+}
+
+// How a cell looks: numbers right, errors centred, text left unless aligned; bold, italic and colour
+// from the cell's style.
+TEST_F(GridTest, CellsShowTheirStyle) {
+  Sheet& s = book.sheet(0);
+  s.SetFormula(3, 0, "=1/0");
+  s.ModifyStyle(0, 0, 0, 0, [](CellStyle& st) {
+    st.bold = true;
+    st.color = kRed;
+  });
+  s.ModifyStyle(0, 1, 0, 1, [](CellStyle& st) {
+    st.italic = true;
+    st.align = HAlign::Center;
+  });
+  Grid g(&book);
+  QAbstractItemModel* m = g.View()->model();
+  auto align = [&](int r, int c) { return m->data(At(g, r, c), Qt::TextAlignmentRole).value<Qt::Alignment>(); };
+  EXPECT_EQ(align(1, 1), Qt::AlignRight | Qt::AlignVCenter);
+  EXPECT_EQ(align(3, 0), Qt::AlignCenter);
+  EXPECT_EQ(align(0, 0), Qt::AlignLeft | Qt::AlignVCenter);
+  EXPECT_EQ(align(0, 1), Qt::AlignCenter);
+  EXPECT_TRUE(m->data(At(g, 0, 0), Qt::FontRole).value<QFont>().bold());
+  EXPECT_TRUE(m->data(At(g, 0, 1), Qt::FontRole).value<QFont>().italic());
+  EXPECT_FALSE(m->data(At(g, 1, 1), Qt::FontRole).isValid());
+  EXPECT_EQ(m->data(At(g, 0, 0), Qt::ForegroundRole).value<QColor>(), QColor(255, 0, 0));
+  EXPECT_FALSE(m->data(At(g, 0, 1), Qt::ForegroundRole).isValid());
 }
 
 TEST_F(GridTest, ProtectedCellsRefuseEditsWithTheModulesMessage) {
@@ -119,7 +147,7 @@ TEST_F(GridTest, PrintsTheSheetOrTheSelectionAndSavesPlots) {
   EXPECT_EQ(g.BlockHtml(1, 1, 2, 1).count("<tr>"), 2);
   testing::TempDir tmp;
   for (bool selection : {false, true}) {
-    const QString pdf = tmp.dir.filePath(selection ? "sel.pdf" : "all.pdf");
+    const QString pdf = testing::QtPath(tmp, selection ? "sel.pdf" : "all.pdf");
     QPrinter printer(QPrinter::HighResolution);
     printer.setOutputFormat(QPrinter::PdfFormat);
     printer.setOutputFileName(pdf);
@@ -130,11 +158,11 @@ TEST_F(GridTest, PrintsTheSheetOrTheSelectionAndSavesPlots) {
   plot.SetData({{25, -400}, {500, -380}, {1000, std::nan("")}, {1200, -350}});
   plot.SetAxisTitles("T / °C", "ΔG / kJ");
   for (const char* name : {"p.png", "p.svg"}) {
-    const QString path = tmp.dir.filePath(name);
+    const QString path = testing::QtPath(tmp, name);
     ASSERT_TRUE(plot.Save(path)) << name;
     EXPECT_GT(QFileInfo(path).size(), 500) << name;
   }
-  EXPECT_FALSE(plot.Save(tmp.dir.filePath("no/such/p.png")));
+  EXPECT_FALSE(plot.Save(testing::QtPath(tmp, "no/such/p.png")));
 }
 
 TEST(NiceTicks, CoverTheRangeWithRoundSteps) {

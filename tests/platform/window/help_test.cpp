@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QFileInfo>
 #include <QFile>
 #include <QTextBrowser>
 
@@ -20,7 +21,7 @@ class Help : public ::testing::Test {
  protected:
   void SetUp() override {
     testing::App();
-    const QString d = tmp.dir.path();
+    const QString d = QString::fromStdString(tmp.path().string());
     Write(d + "/index.md", "# ZYL User Guide\n\nSee [reactions](reactions.md).\n");
     Write(d + "/reactions.md", "# 10 Reaction Equations\n\nThe reaction window.\n");
     Write(d + "/window.md", "<!-- notes -->\n# 10 Reaction Equations: the results sheet\n\nSheet.\n");
@@ -32,7 +33,7 @@ class Help : public ::testing::Test {
 };
 
 TEST_F(Help, ChaptersAreOrderedByNumberAfterTheIndex) {
-  const auto list = HelpChapters(tmp.dir.path());
+  const auto list = HelpChapters(QString::fromStdString(tmp.path().string()));
   QStringList titles;
   for (const auto& c : list) titles << c.title;
   EXPECT_EQ(titles, QStringList({"ZYL User Guide", "09 Operating Instructions", "10 Reaction Equations",
@@ -41,7 +42,7 @@ TEST_F(Help, ChaptersAreOrderedByNumberAfterTheIndex) {
 }
 
 TEST_F(Help, ChapterNamesFindTheirFiles) {
-  const auto list = HelpChapters(tmp.dir.path());
+  const auto list = HelpChapters(QString::fromStdString(tmp.path().string()));
   auto file = [&](const QString& chapter) { return QFileInfo(FindHelpChapter(list, chapter)).fileName(); };
   EXPECT_EQ(file("10 Reaction Equations.doc"), "reactions.md");
   EXPECT_EQ(file("11 heat and material balance"), "balance.md");
@@ -52,13 +53,13 @@ TEST_F(Help, ChapterNamesFindTheirFiles) {
 }
 
 TEST_F(Help, WindowShowsTheChapterAndFollowsLinks) {
-  HelpWindow w(tmp.dir.path());
+  HelpWindow w(QString::fromStdString(tmp.path().string()));
   w.Open("10 Reaction Equations");
   EXPECT_TRUE(w.CurrentFile().endsWith("reactions.md"));
   EXPECT_TRUE(w.Browser()->toPlainText().contains("The reaction window."));
   w.Open("");
   EXPECT_TRUE(w.Browser()->toPlainText().contains("See reactions"));
-  w.Browser()->setSource(QUrl::fromLocalFile(tmp.dir.path() + "/reactions.md"));
+  w.Browser()->setSource(QUrl::fromLocalFile(QString::fromStdString(tmp.path().string()) + "/reactions.md"));
   EXPECT_TRUE(w.CurrentFile().endsWith("reactions.md"));
 }
 

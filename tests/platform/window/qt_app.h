@@ -4,9 +4,9 @@
 
 #include <QApplication>
 #include <QStandardPaths>
-#include <QTemporaryDir>
-#include <filesystem>
+#include <QString>
 
+#include "common/temp_dir.h"
 #include "platform/window/link.h"
 
 #include <ostream>
@@ -38,10 +38,9 @@ inline QApplication& App() {
   return *app;
 }
 
-/// A fresh temporary folder as a std::filesystem path.
-struct TempDir {
-  QTemporaryDir dir;
-  std::filesystem::path Path() const { return std::filesystem::path(dir.path().toStdString()); }
-};
+/// A file name in a test's temporary folder as a Qt string.
+inline QString QtPath(const TempDir& dir, const QString& name) {
+  return QString::fromStdString(dir.path().string()) + "/" + name;
+}
 
 }  // namespace zyl::testing

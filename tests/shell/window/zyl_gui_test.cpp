@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QFile>
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QRegularExpression>
@@ -16,7 +17,7 @@ TEST(ZylGui, StartsOffscreenAndShowsTheMenu) {
   QProcess p;
   QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
   env.insert("QT_QPA_PLATFORM", "offscreen");
-  env.insert("HOME", home.dir.path());
+  env.insert("HOME", QString::fromStdString(home.path().string()));
   env.remove("XDG_CONFIG_HOME");
   env.remove("XDG_DATA_HOME");
   p.setProcessEnvironment(env);
@@ -29,9 +30,9 @@ TEST(ZylGui, StartsOffscreenAndShowsTheMenu) {
   // Generous: the figure itself is measured on an idle machine; here only a hang or a crawl fails.
   EXPECT_LT(m.captured(1).toDouble(), 5000.0);
   // The first run made the settings file and the own database in the user's folders.
-  EXPECT_TRUE(QFile::exists(home.dir.path() + "/.config/zyl/ZYL6.INI"));
-  EXPECT_TRUE(QFile::exists(home.dir.path() + "/.config/zyl/ReadOnlyTest.tmp"));
-  EXPECT_TRUE(QFile::exists(home.dir.path() + "/.local/share/zyl/OwnDB6.ZYL"));
+  EXPECT_TRUE(QFile::exists(QString::fromStdString(home.path().string()) + "/.config/zyl/ZYL6.INI"));
+  EXPECT_TRUE(QFile::exists(QString::fromStdString(home.path().string()) + "/.config/zyl/ReadOnlyTest.tmp"));
+  EXPECT_TRUE(QFile::exists(QString::fromStdString(home.path().string()) + "/.local/share/zyl/OwnDB6.ZYL"));
 }
 
 }  // namespace

@@ -23,29 +23,13 @@
 #include "thermo/window/fit_plot.h"
 #include "thermo/db_tools.h"
 #include "thermo/lookup.h"
+#include "thermo/thermo_test_db.h"
 
 namespace zyl::thermo::window {
 namespace {
 
-SpeciesRecord Range(std::string formula, float t1, float t2, std::string phase, float h, float s, float a, float b = 0,
-                    float c = 0, float d = 0) {
-  SpeciesRecord r;
-  r.formula = std::move(formula);
-  r.t1 = t1;
-  r.t2 = t2;
-  r.phase = std::move(phase);
-  r.h = h;
-  r.s = s;
-  r.a = a;
-  r.b = b;
-  r.c = c;
-  r.d = d;
-  return r;
-}
-
-void WriteBytes(const std::filesystem::path& p, const std::string& bytes) {
-  std::ofstream(p, std::ios::binary) << bytes;
-}
+using zyl::testing::Range;
+using zyl::testing::WriteBytes;
 
 std::string Bytes(const std::filesystem::path& p) {
   std::ifstream in(p, std::ios::binary);
