@@ -56,7 +56,9 @@ ZylEpH::ZylEpH(QWidget* parent, SpeciesLister lister, platform::Messages* messag
   setObjectName("ZylEpH");
   setWindowTitle(tr("Eh - pH - Diagrams"));
   if (!lister_) {
-    lister_ = [](const std::string& element) { return EphSpeciesOf(element, thermo::SharedSpeciesDatabases()); };
+    lister_ = [](const std::vector<std::string>& elements) {
+      return EphSpeciesOf(elements, thermo::SharedSpeciesDatabases());
+    };
   }
   if (!messages_) {
     own_messages_ = std::make_unique<platform::window::QtMessages>(this);
@@ -195,7 +197,12 @@ void ZylEpH::ButOK_Click() {
     Message("Please, select an Element");
     return;
   }
-  for (const std::string& name : lister_(sel.first()->text().toStdString())) {
+  std::vector<std::string> elements = {sel.first()->text().toStdString()};
+  for (int r = 0; r < ListEle2->count(); ++r) {
+    const std::string e = ListEle2->item(r)->text().toStdString();
+    if (ListEle2->item(r)->isSelected() && e != elements[0]) elements.push_back(e);
+  }
+  for (const std::string& name : lister_(elements)) {
     if (categories_[static_cast<size_t>(CategoryOf(name))]->isChecked()) SpList->addItem(QString::fromStdString(name));
   }
   SelectSpecies();
@@ -227,7 +234,8 @@ std::optional<IepSetup> ZylEpH::CurrentSetup(bool report) {
   }
   if (!main.isEmpty()) s.elements.push_back({main.first()->text().toStdString(), *act, *pres});
   for (int r = 0; r < ListEle2->count(); ++r)
-    if (ListEle2->item(r)->isSelected()) s.elements.push_back({ListEle2->item(r)->text().toStdString(), *act, *pres});
+    if (ListEle2->item(r)->isSelected() && (main.isEmpty() || ListEle2->item(r)->text() != main.first()->text()))
+      s.elements.push_back({ListEle2->item(r)->text().toStdString(), *act, *pres});
   for (QLineEdit* e : TempRange) {
     if (e->text().trimmed().isEmpty()) continue;
     auto v = Number(e);

@@ -28,7 +28,8 @@ class ZylEpH : public QWidget {
   Q_OBJECT
  public:
   /// Species of an element made of it, O and H (default: the program's databases).
-  using SpeciesLister = std::function<std::vector<std::string>(const std::string& element)>;
+  /// Species of a system: the main element first, then the other selected elements.
+  using SpeciesLister = std::function<std::vector<std::string>(const std::vector<std::string>& elements)>;
   /// Starts the diagram program with a set-up file; returns false when it could not be started.
   using Launcher = std::function<bool(const QString& file)>;
 

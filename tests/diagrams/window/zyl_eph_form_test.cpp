@@ -8,6 +8,7 @@
 #include <QListWidget>
 #include <QPushButton>
 #include <QTemporaryDir>
+#include <algorithm>
 
 #include "platform/files.h"
 #include "platform/messages.h"
@@ -15,9 +16,12 @@
 namespace zyl::diagrams {
 namespace {
 
-std::vector<std::string> CopperSpecies(const std::string& element) {
-  if (element != "Cu") return {};
-  return {"Cu", "Cu(+2a)", "CuO(a)", "Cu2O", "CuO", "Cu(g)", "Cu(+g)", "Cu(l)"};
+std::vector<std::string> CopperSpecies(const std::vector<std::string>& elements) {
+  if (elements.empty() || elements[0] != "Cu") return {};
+  std::vector<std::string> out = {"Cu", "Cu(+2a)", "CuO(a)", "Cu2O", "CuO", "Cu(g)", "Cu(+g)", "Cu(l)"};
+  if (std::find(elements.begin(), elements.end(), "S") != elements.end())
+    out.insert(out.end(), {"CuS", "H2S(a)", "SO4(-2a)"});
+  return out;
 }
 
 struct Form {
@@ -64,6 +68,23 @@ TEST(ZylEpHForm, ListsSpeciesAndRefuses) {
   EXPECT_EQ(s->eh_min, -2);
   EXPECT_EQ(s->ph_max, 14);
   EXPECT_EQ(s->elements.at(0).log_activity, -6);
+}
+
+TEST(ZylEpHForm, OtherElementsAddTheirSpeciesAndEnterTheSetup) {
+  Form f;
+  f.form.SelectElements({"Cu", "S"});
+  EXPECT_EQ(f.SpList()->count(), 10);
+  EXPECT_FALSE(f.SpList()->findItems("CuS", Qt::MatchExactly).isEmpty());
+  EXPECT_FALSE(f.SpList()->findItems("H2S(a)", Qt::MatchExactly).isEmpty());
+  auto s = f.form.CurrentSetup();
+  ASSERT_TRUE(s);
+  ASSERT_EQ(s->elements.size(), 2u);
+  EXPECT_EQ(s->elements[1].symbol, "S");
+  // The main element picked again among the others is not a second element.
+  f.form.SelectElements({"Cu", "Cu"});
+  s = f.form.CurrentSetup();
+  ASSERT_TRUE(s);
+  EXPECT_EQ(s->elements.size(), 1u);
 }
 
 TEST(ZylEpHForm, UnitToggleConvertsTemperatures) {
