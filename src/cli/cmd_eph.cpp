@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/commands.h"
+#include "cli/predom_report.h"
 #include "diagrams/eph_setup.h"
 #include "diagrams/lpp_file.h"
 #include "diagrams/picture.h"
@@ -63,11 +64,7 @@ nlohmann::json PointsJson(const std::vector<EphPoint>& pts) {
 }
 
 int RunEph(const EphOptions& o) {
-  fs::path file = o.file;
-  std::error_code ec;
-  if (!fs::exists(file, ec) && file.is_relative() && fs::exists(platform::DataDir() / "EpH" / file, ec))
-    file = platform::DataDir() / "EpH" / file;
-  IepReadResult read = ReadIep(file);
+  IepReadResult read = ReadIep(FindSetupFile(o.file, "EpH"));
   if (!read.setup) return Fail(read.error);
   const IepSetup& s = *read.setup;
   if (s.elements.empty()) return Fail("The set-up names no element.");
@@ -82,8 +79,7 @@ int RunEph(const EphOptions& o) {
   std::vector<std::string> written;
   if (!out.empty()) {
     int w = 0, h = 0;
-    if (std::sscanf(o.size.c_str(), "%dx%d", &w, &h) != 2 || w < 50 || h < 50 || w > 20000 || h > 20000)
-      return Fail("--size takes WIDTHxHEIGHT in pixels, for example 1000x800");
+    if (!ParsePictureSize(o.size, &w, &h)) return Fail(kMsgPictureSize);
     for (size_t i = 0; i < diagrams.size(); ++i) {
       // One picture per temperature: OUT for the first, OUT's stem with "-2", "-3", "-4" for the others.
       fs::path p = out;
@@ -216,66 +212,15 @@ struct LppOptions {
   bool json = false;
 };
 
-nlohmann::json GasAxisJson(const std::string& gas, double min, double max, const std::string& title) {
-  return {{"title", title}, {"name", gas}, {"unit", "log10(p/bar)"}, {"min", min}, {"max", max}};
-}
-
 int RunLpp(const LppOptions& o) {
-  fs::path file = o.file;
-  std::error_code ec;
-  if (!fs::exists(file, ec) && file.is_relative() && fs::exists(platform::DataDir() / "Lpp" / file, ec))
-    file = platform::DataDir() / "Lpp" / file;
-  LppReadResult read = ReadLpp(file);
+  LppReadResult read = ReadLpp(FindSetupFile(o.file, "Lpp"));
   if (!read.setup) return Fail(read.error);
   thermo::SpeciesDatabases dbs;
   if (std::string e = OpenDatabasesForCommand(dbs, o.db); !e.empty()) return Fail(e);
   DatabaseSpeciesSource source(dbs);
   const PredomSetup setup = ToPredomSetup(*read.setup);
   if (std::string e = ValidateSetup(setup); !e.empty()) return Fail(e);
-  CollectResult collected = CollectData(setup, source);
-  if (!collected.model) return Fail(collected.error);
-  for (const std::string& w : collected.warnings) fmt::print(stderr, "zyl: {}\n", w);
-  const PredomModel& m = *collected.model;
-  auto start = std::chrono::steady_clock::now();
-  PredomResult r = MakePicture(m);
-  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  std::vector<AreaSummary> areas = PlaceLabels(r);
-  if (!o.output.empty()) {
-    int w = 0, h = 0;
-    if (std::sscanf(o.size.c_str(), "%dx%d", &w, &h) != 2 || w < 50 || h < 50 || w > 20000 || h > 20000)
-      return Fail("--size takes WIDTHxHEIGHT in pixels, for example 1000x800");
-    if (std::string e = RenderPicture(BuildPicture(m, r), o.output, w, h); !e.empty()) return Fail(e);
-  }
-  const std::string title = DiagramTitle(m.elements);
-  if (!o.json) {
-    fmt::print("{}\n{}\n", title, ConstantText(m));
-    for (const AreaSummary& a : areas)
-      fmt::print("{:<24}{:>12.4g}{:>14.4f}{:>14.4f}\n", m.names[a.species - 1], a.weight, a.x, a.y);
-    fmt::print("{} boundary points, {:.2f} ms\n", r.BoundaryPoints(), seconds * 1e3);
-    return 0;
-  }
-  nlohmann::json cells = nlohmann::json::array();
-  for (const BoundaryCell& c : r.cells) cells.push_back({{"x", c.x}, {"y", c.y}, {"species", m.names[c.species - 1]}});
-  nlohmann::json area_list = nlohmann::json::array();
-  for (const AreaSummary& a : areas)
-    area_list.push_back({{"species", m.names[a.species - 1]}, {"weight", a.weight}, {"label_x", a.x}, {"label_y", a.y}});
-  nlohmann::json out = {
-      {"title", title},
-      {"elements", m.elements},
-      {"species", m.names},
-      {"axes",
-       {{"x", GasAxisJson(m.gas1, m.xmin, m.xmax, AxisTitle(m, true))},
-        {"y", GasAxisJson(m.gas2, m.ymin, m.ymax, AxisTitle(m, false))},
-        {"constant", {{"name", std::string(kTemperature)}, {"unit", "K"}, {"value", m.T}}}}},
-      {"resolution", m.resolution},
-      {"boundary_points", r.BoundaryPoints()},
-      {"boundary_cells", cells},
-      {"areas", area_list},
-      {"seconds", seconds},
-  };
-  if (!o.output.empty()) out["output"] = o.output;
-  PrintJson(out);
-  return 0;
+  return CollectAndReport(setup, source, {o.output, o.size, {}, o.json});
 }
 
 }  // namespace
@@ -288,7 +233,8 @@ void RegisterEph(CLI::App& app) {
   lpp->add_option("--size", lopts->size, "Picture size WIDTHxHEIGHT in pixels (default 1000x800)");
   lpp->add_option("--db", lopts->db, "Main species database to use (default: the shipped one)");
   lpp->add_flag("--json", lopts->json,
-                "Print JSON: {title, elements, species, axes, boundary_points, boundary_cells, areas, seconds}");
+                "Print JSON, the keys of zyl tpp: {title, elements, species, axes, resolution, boundary_points, "
+                "boundary_cells, areas, seconds, extrapolated}");
   lpp->callback([lopts] { RunLpp(*lopts); });
 
   auto opts = std::make_shared<EphOptions>();

@@ -3,6 +3,7 @@
 // Exit), Edit (Copy as PNG and SVG) and View (zoom about the centre, whole diagram) over the picture a
 // subclass computes. Zooming narrows the axis limits and recomputes, so lines stay exact.
 
+#include <QApplication>
 #include <QMainWindow>
 #include <QSize>
 #include <QString>
@@ -61,5 +62,17 @@ class DiagramWindow : public QMainWindow {
   QString folder_;
   QString error_;
 };
+
+/// main() of a diagram program: the window W, opening the set-up file named first on the command line
+/// (a failure is shown in a message box).
+template <class W>
+int RunDiagramProgram(int argc, char** argv) {
+  QApplication app(argc, argv);
+  W w;
+  const QStringList args = app.arguments().mid(1);
+  w.show();
+  if (!args.isEmpty()) w.Open(args.first());
+  return app.exec();
+}
 
 }  // namespace zyl::diagrams
