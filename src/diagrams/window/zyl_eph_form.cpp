@@ -132,7 +132,10 @@ void ZylEpH::SelectElements(const QStringList& symbols) {
   for (int i = 0; i < symbols.size(); ++i) {
     QListWidget* list = i == 0 ? ListEle : ListEle2;
     for (int r = 0; r < std::min(list->count(), kReselectEntries); ++r)
-      if (list->item(r)->text() == symbols[i]) list->item(r)->setSelected(true);
+      if (list->item(r)->text() == symbols[i]) {
+        list->item(r)->setSelected(true);
+        list->scrollToItem(list->item(r));
+      }
   }
   ButOK_Click();
 }

@@ -8,6 +8,11 @@
 #include "shell/window/main_menu.h"
 #include "balance/window/heat_loss_window.h"
 #include "cell/window/zylcell_window.h"
+#include "diagrams/window/eph_window.h"
+#include "diagrams/window/lpp_window.h"
+#include "diagrams/window/zyl_eph_form.h"
+#include "diagrams/window/zyl_psd_form.h"
+#include "platform/paths.h"
 #include "mineralogy/window/miner_window.h"
 #include "shell/window/settings_form.h"
 #include "platform/window/grid.h"
@@ -120,6 +125,26 @@ int SaveScreenshots(MainMenu& menu, const QString& dir) {
   if (auto* hl = Newest<balance::window::HeatLoss>(menu)) {
     hl->Calculate();
     n += Save(hl, dir, "heat-loss");
+  }
+  // Eh-pH and phase stability: the set-up forms, and the diagram programs' windows on shipped set-ups.
+  menu.StartEpH();
+  if (auto* eph = Newest<diagrams::ZylEpH>(menu)) {
+    eph->SelectElements({"Fe", "S"});
+    n += Save(eph, dir, "eph-form");
+  }
+  menu.StartLPP();
+  if (auto* psd = Newest<diagrams::ZylPsd>(menu)) {
+    psd->SelectElements({"Cu", "S", "O"});
+    n += Save(psd, dir, "psd-form");
+  }
+  const auto data = platform::DataDir();
+  {
+    diagrams::EphWindow w;
+    if (w.Open(QString::fromStdString((data / "EpH" / "Fe-S-H2O.iep").string()))) n += Save(&w, dir, "eph-window-fe-s-h2o");
+  }
+  {
+    diagrams::LppWindow w;
+    if (w.Open(QString::fromStdString((data / "Lpp" / "Cu-S-O.lpp").string()))) n += Save(&w, dir, "lpp-window");
   }
   return n;
 }

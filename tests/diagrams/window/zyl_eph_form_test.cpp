@@ -87,6 +87,30 @@ TEST(ZylEpHForm, OtherElementsAddTheirSpeciesAndEnterTheSetup) {
   EXPECT_EQ(s->elements.size(), 1u);
 }
 
+TEST(ZylEpHForm, BadFieldsAndAFailedStartSayWhy) {
+  Form f;
+  f.form.SelectElements({"Cu"});
+  f.Edit("TextAct")->setText("abc");
+  EXPECT_FALSE(f.form.CurrentSetup());
+  EXPECT_EQ(f.msgs.Last(), "Please, enter numbers for the activity, the pressure and the axis limits.");
+  f.Edit("TextAct")->setText("-6");
+  f.Edit("TempRange1")->setText("-300");
+  EXPECT_FALSE(f.form.CurrentSetup());
+  EXPECT_EQ(f.msgs.Last(), "Please, enter temperatures above 0 K.");
+  f.Edit("TempRange1")->setText("25");
+  f.Edit("TextPhMax")->setText("-1");
+  EXPECT_FALSE(f.form.CurrentSetup());
+  EXPECT_EQ(f.msgs.Last(), "The axis limits must be increasing: Eh min < Eh max and pH min < pH max.");
+  f.Edit("TextPhMax")->setText("14");
+  QTemporaryDir dir;
+  ASSERT_TRUE(f.form.SaveSetup(dir.filePath("cu.iep")));
+  f.form.SetLauncher([](const QString&) { return false; });
+  f.form.ButPsd_Click();
+  EXPECT_EQ(f.msgs.Last(), "Can not start the Eh - pH diagram program zyl-eph.");
+  EXPECT_FALSE(f.form.SaveSetup("/nonexistent-dir/cu.iep"));  // the writer's message, nothing written
+  EXPECT_NE(f.msgs.Last().find("nonexistent-dir"), std::string::npos) << f.msgs.Last();
+}
+
 TEST(ZylEpHForm, UnitToggleConvertsTemperatures) {
   Form f;
   f.form.findChild<QPushButton*>("ButCK")->click();
