@@ -113,6 +113,33 @@ void BM_EphIron(benchmark::State& state) {
   state.counters["areas"] = static_cast<double>(areas);
 }
 BENCHMARK(BM_EphIron)->Unit(benchmark::kMillisecond);
+
+// Eh-pH with a second element: Fe-S-H2O at 25 C, every Fe species with S, O, H and every S species with
+// O and H in the shipped database; the sulfur mosaic first, then the iron fields in each of its fields.
+void BM_EphIronSulfur(benchmark::State& state) {
+  zyl::thermo::SpeciesDatabases dbs;
+  dbs.main = zyl::thermo::OpenSpeciesDb(std::filesystem::path(ZYL_SOURCE_DATA_DIR) / "Databases" / "MainDB6.ZYL");
+  if (!dbs.main) {
+    state.SkipWithError("no database");
+    return;
+  }
+  IepSetup s;
+  s.elements = {{"Fe", -6, 0}, {"S", -3, 0}};
+  s.temperatures = {25};
+  s.log_activity = {-6};
+  s.log_pressure = {0};
+  s.species = EphSpeciesOf(std::vector<std::string>{"Fe", "S"}, dbs);
+  auto read = DatabaseReader(dbs);
+  size_t areas = 0;
+  for (auto _ : state) {
+    std::vector<EphDiagram> d = ComputeSetup(s, read);
+    areas = d[0].areas.size();
+    benchmark::DoNotOptimize(d);
+  }
+  state.counters["species"] = static_cast<double>(s.species.size());
+  state.counters["areas"] = static_cast<double>(areas);
+}
+BENCHMARK(BM_EphIronSulfur)->Unit(benchmark::kMillisecond);
 // The Ellingham table of eight oxides, 300 to 2000 K by 25 K with the transition rows, on the shipped
 // database (the button "Table" of the H, S, C and G form).
 void BM_EllinghamTable(benchmark::State& state) {

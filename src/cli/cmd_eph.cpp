@@ -3,9 +3,11 @@
 #include <cmath>
 #include <filesystem>
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <nlohmann/json.hpp>
 
 #include "cli/commands.h"
+#include "cli/predom_report.h"
 #include "diagrams/eph_setup.h"
 #include "diagrams/lpp_file.h"
 #include "diagrams/picture.h"
@@ -33,8 +35,8 @@ struct EphOptions {
 struct EphNewOptions {
   std::string out;
   std::string elements;
-  double activity = 1e-6;
-  double pressure = 1;
+  std::string activity = "1e-6";
+  std::string pressure = "1";
   std::string temperatures = "25";
   std::string tunit = "C";
   std::string species;
@@ -62,11 +64,7 @@ nlohmann::json PointsJson(const std::vector<EphPoint>& pts) {
 }
 
 int RunEph(const EphOptions& o) {
-  fs::path file = o.file;
-  std::error_code ec;
-  if (!fs::exists(file, ec) && file.is_relative() && fs::exists(platform::DataDir() / "EpH" / file, ec))
-    file = platform::DataDir() / "EpH" / file;
-  IepReadResult read = ReadIep(file);
+  IepReadResult read = ReadIep(FindSetupFile(o.file, "EpH"));
   if (!read.setup) return Fail(read.error);
   const IepSetup& s = *read.setup;
   if (s.elements.empty()) return Fail("The set-up names no element.");
@@ -81,8 +79,7 @@ int RunEph(const EphOptions& o) {
   std::vector<std::string> written;
   if (!out.empty()) {
     int w = 0, h = 0;
-    if (std::sscanf(o.size.c_str(), "%dx%d", &w, &h) != 2 || w < 50 || h < 50 || w > 20000 || h > 20000)
-      return Fail("--size takes WIDTHxHEIGHT in pixels, for example 1000x800");
+    if (!ParsePictureSize(o.size, &w, &h)) return Fail(kMsgPictureSize);
     for (size_t i = 0; i < diagrams.size(); ++i) {
       // One picture per temperature: OUT for the first, OUT's stem with "-2", "-3", "-4" for the others.
       fs::path p = out;
@@ -98,14 +95,33 @@ int RunEph(const EphOptions& o) {
     nlohmann::json temps = nlohmann::json::array();
     for (const EphDiagram& d : diagrams) {
       nlohmann::json areas = nlohmann::json::array();
-      for (const EphArea& a : d.areas)
-        areas.push_back({{"species", a.species}, {"polygon", PointsJson(a.polygon)}, {"label", {a.label[0], a.label[1]}}});
+      for (const EphArea& a : d.areas) {
+        nlohmann::json area = {{"species", a.species}, {"polygon", PointsJson(a.polygon)}, {"label", {a.label[0], a.label[1]}}};
+        // The other elements' predominant species over the field, keyed by element.
+        if (!a.secondary.empty()) {
+          nlohmann::json basis = nlohmann::json::object();
+          for (size_t k = 0; k < a.secondary.size() && k + 1 < s.elements.size(); ++k)
+            basis[s.elements[k + 1].symbol] = a.secondary[k];
+          area["secondary"] = basis;
+        }
+        areas.push_back(area);
+      }
       temps.push_back({{"T", d.T},
                        {"nernst", d.nernst},
                        {"neutral_pH", d.neutral_ph},
                        {"water_lines",
                         {{"O2", PointsJson({d.o2_line[0], d.o2_line[1]})}, {"H2", PointsJson({d.h2_line[0], d.h2_line[1]})}}},
                        {"areas", areas}});
+      if (!d.secondary_areas.empty()) {
+        nlohmann::json fields = nlohmann::json::object();
+        for (size_t k = 0; k < d.secondary_areas.size() && k + 1 < s.elements.size(); ++k) {
+          nlohmann::json list = nlohmann::json::array();
+          for (const EphArea& a : d.secondary_areas[k])
+            list.push_back({{"species", a.species}, {"polygon", PointsJson(a.polygon)}, {"label", {a.label[0], a.label[1]}}});
+          fields[s.elements[k + 1].symbol] = list;
+        }
+        temps.back()["secondary_areas"] = fields;
+      }
     }
     nlohmann::json j = {{"title", title}, {"temperatures", temps}};
     if (!written.empty()) j["output"] = written;
@@ -120,17 +136,40 @@ int RunEph(const EphOptions& o) {
     fmt::print("O2/H2O: Eh = {:.4f} - {:.5f} pH;  H+/H2: Eh = {:.4f} - {:.5f} pH\n", d.o2_line[0][1] + d.nernst * d.o2_line[0][0],
                d.nernst, d.h2_line[0][1] + d.nernst * d.h2_line[0][0], d.nernst);
     fmt::print("{:<24}{:>10}{:>10}{:>12}\n", "Species", "label pH", "label Eh", "area");
-    for (const EphArea& a : d.areas) fmt::print("{:<24}{:>10.3f}{:>10.3f}{:>12.4f}\n", a.species, a.label[0], a.label[1], a.area);
+    for (size_t k = 0; k < d.secondary_areas.size() && k + 1 < s.elements.size(); ++k) {
+      fmt::print("{} over its own species:", s.elements[k + 1].symbol);
+      for (const EphArea& a : d.secondary_areas[k]) fmt::print(" {}", a.species);
+      fmt::print("\n");
+    }
+    for (const EphArea& a : d.areas)
+      fmt::print("{:<24}{:>10.3f}{:>10.3f}{:>12.4f}{}{}\n", a.species, a.label[0], a.label[1], a.area,
+                 a.secondary.empty() ? "  " : "  with ", fmt::join(a.secondary, ", "));
   }
   for (const std::string& p : written) fmt::print("Picture written to {}\n", p);
   return 0;
 }
 
+/// One positive number per element, or one for all; empty on error.
+std::vector<double> PerElement(const std::string& list, size_t elements) {
+  std::vector<double> out;
+  for (const std::string& t : SplitList(list)) {
+    char* end = nullptr;
+    const double v = std::strtod(t.c_str(), &end);
+    if (end == t.c_str() || *end != '\0' || !std::isfinite(v) || !(v > 0)) return {};
+    out.push_back(v);
+  }
+  if (out.size() == 1) out.assign(elements, out[0]);
+  return out.size() == elements ? out : std::vector<double>{};
+}
+
 int RunEphNew(const EphNewOptions& o) {
   IepSetup s;
-  for (const std::string& e : SplitList(o.elements)) s.elements.push_back({e, std::log10(o.activity), std::log10(o.pressure)});
-  if (s.elements.empty()) return Fail("--elements names no element");
-  if (!(o.activity > 0) || !(o.pressure > 0)) return Fail("--activity and --pressure must be positive");
+  const std::vector<std::string> symbols = SplitList(o.elements);
+  if (symbols.empty()) return Fail("--elements names no element");
+  const std::vector<double> act = PerElement(o.activity, symbols.size()), pres = PerElement(o.pressure, symbols.size());
+  if (act.empty() || pres.empty())
+    return Fail("--activity and --pressure take one positive number, or one per element");
+  for (size_t k = 0; k < symbols.size(); ++k) s.elements.push_back({symbols[k], std::log10(act[k]), std::log10(pres[k])});
   if (o.tunit != "C" && o.tunit != "K") return Fail("--tunit takes C or K");
   s.celsius = o.tunit == "C";
   for (const std::string& t : SplitList(o.temperatures)) {
@@ -142,12 +181,12 @@ int RunEphNew(const EphNewOptions& o) {
   if (s.temperatures.size() > kMaxEphTemperatures) return Fail("--T takes one to four temperatures");
   for (size_t i = 0; i < s.temperatures.size(); ++i)
     if (s.Kelvin(i) <= 0) return Fail("Temperatures must be above 0 K");
-  s.log_activity.assign(s.temperatures.size(), std::log10(o.activity));
-  s.log_pressure.assign(s.temperatures.size(), std::log10(o.pressure));
+  s.log_activity.assign(s.temperatures.size(), s.elements[0].log_activity);
+  s.log_pressure.assign(s.temperatures.size(), s.elements[0].log_pressure);
 
   thermo::SpeciesDatabases dbs;
   if (std::string e = OpenDatabasesForCommand(dbs, o.db); !e.empty()) return Fail(e);
-  s.species = o.species.empty() ? EphSpeciesOf(s.elements[0].symbol, dbs) : SplitList(o.species);
+  s.species = o.species.empty() ? EphSpeciesOf(symbols, dbs) : SplitList(o.species);
   auto read = DatabaseReader(dbs);
   for (const std::string& name : s.species) {
     thermo::SpeciesData sp = read(name);
@@ -173,66 +212,15 @@ struct LppOptions {
   bool json = false;
 };
 
-nlohmann::json GasAxisJson(const std::string& gas, double min, double max, const std::string& title) {
-  return {{"title", title}, {"name", gas}, {"unit", "log10(p/bar)"}, {"min", min}, {"max", max}};
-}
-
 int RunLpp(const LppOptions& o) {
-  fs::path file = o.file;
-  std::error_code ec;
-  if (!fs::exists(file, ec) && file.is_relative() && fs::exists(platform::DataDir() / "Lpp" / file, ec))
-    file = platform::DataDir() / "Lpp" / file;
-  LppReadResult read = ReadLpp(file);
+  LppReadResult read = ReadLpp(FindSetupFile(o.file, "Lpp"));
   if (!read.setup) return Fail(read.error);
   thermo::SpeciesDatabases dbs;
   if (std::string e = OpenDatabasesForCommand(dbs, o.db); !e.empty()) return Fail(e);
   DatabaseSpeciesSource source(dbs);
   const PredomSetup setup = ToPredomSetup(*read.setup);
   if (std::string e = ValidateSetup(setup); !e.empty()) return Fail(e);
-  CollectResult collected = CollectData(setup, source);
-  if (!collected.model) return Fail(collected.error);
-  for (const std::string& w : collected.warnings) fmt::print(stderr, "zyl: {}\n", w);
-  const PredomModel& m = *collected.model;
-  auto start = std::chrono::steady_clock::now();
-  PredomResult r = MakePicture(m);
-  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  std::vector<AreaSummary> areas = PlaceLabels(r);
-  if (!o.output.empty()) {
-    int w = 0, h = 0;
-    if (std::sscanf(o.size.c_str(), "%dx%d", &w, &h) != 2 || w < 50 || h < 50 || w > 20000 || h > 20000)
-      return Fail("--size takes WIDTHxHEIGHT in pixels, for example 1000x800");
-    if (std::string e = RenderPicture(BuildPicture(m, r), o.output, w, h); !e.empty()) return Fail(e);
-  }
-  const std::string title = DiagramTitle(m.elements);
-  if (!o.json) {
-    fmt::print("{}\n{}\n", title, ConstantText(m));
-    for (const AreaSummary& a : areas)
-      fmt::print("{:<24}{:>12.4g}{:>14.4f}{:>14.4f}\n", m.names[a.species - 1], a.weight, a.x, a.y);
-    fmt::print("{} boundary points, {:.2f} ms\n", r.BoundaryPoints(), seconds * 1e3);
-    return 0;
-  }
-  nlohmann::json cells = nlohmann::json::array();
-  for (const BoundaryCell& c : r.cells) cells.push_back({{"x", c.x}, {"y", c.y}, {"species", m.names[c.species - 1]}});
-  nlohmann::json area_list = nlohmann::json::array();
-  for (const AreaSummary& a : areas)
-    area_list.push_back({{"species", m.names[a.species - 1]}, {"weight", a.weight}, {"label_x", a.x}, {"label_y", a.y}});
-  nlohmann::json out = {
-      {"title", title},
-      {"elements", m.elements},
-      {"species", m.names},
-      {"axes",
-       {{"x", GasAxisJson(m.gas1, m.xmin, m.xmax, AxisTitle(m, true))},
-        {"y", GasAxisJson(m.gas2, m.ymin, m.ymax, AxisTitle(m, false))},
-        {"constant", {{"name", std::string(kTemperature)}, {"unit", "K"}, {"value", m.T}}}}},
-      {"resolution", m.resolution},
-      {"boundary_points", r.BoundaryPoints()},
-      {"boundary_cells", cells},
-      {"areas", area_list},
-      {"seconds", seconds},
-  };
-  if (!o.output.empty()) out["output"] = o.output;
-  PrintJson(out);
-  return 0;
+  return CollectAndReport(setup, source, {o.output, o.size, {}, o.json});
 }
 
 }  // namespace
@@ -245,7 +233,8 @@ void RegisterEph(CLI::App& app) {
   lpp->add_option("--size", lopts->size, "Picture size WIDTHxHEIGHT in pixels (default 1000x800)");
   lpp->add_option("--db", lopts->db, "Main species database to use (default: the shipped one)");
   lpp->add_flag("--json", lopts->json,
-                "Print JSON: {title, elements, species, axes, boundary_points, boundary_cells, areas, seconds}");
+                "Print JSON, the keys of zyl tpp: {title, elements, species, axes, resolution, boundary_points, "
+                "boundary_cells, areas, seconds, extrapolated}");
   lpp->callback([lopts] { RunLpp(*lopts); });
 
   auto opts = std::make_shared<EphOptions>();
@@ -258,17 +247,19 @@ void RegisterEph(CLI::App& app) {
   cmd->add_option("--size", opts->size, "Picture size WIDTHxHEIGHT in pixels (default 1000x800)");
   cmd->add_flag("--json", opts->json,
                 "Print JSON: {title, temperatures: [{T, nernst, neutral_pH, water_lines: {O2, H2}, areas: "
-                "[{species, polygon, label}]}]}");
+                "[{species, polygon, label, secondary: {element: species}}], secondary_areas: {element: [{species, polygon, "
+                "label}]} (the last two with more elements)}]}");
 
   auto nopts = std::make_shared<EphNewOptions>();
   auto* nw = cmd->add_subcommand("new", "Write an Eh-pH set-up file");
   nw->add_option("OUT", nopts->out, "The set-up file to write (*.iep)")->required();
-  nw->add_option("--elements", nopts->elements, "Main element first, e.g. Cu")->required();
-  nw->add_option("--activity", nopts->activity, "Activity of the aqueous species of the element (default 1e-6)");
-  nw->add_option("--pressure", nopts->pressure, "Pressure of its gases, bar (default 1)");
+  nw->add_option("--elements", nopts->elements, "Main element first, then others distributed over their own species, e.g. Cu,S")->required();
+  nw->add_option("--activity", nopts->activity, "Activity of the aqueous species of each element (total dissolved activity of the others): "
+                 "one number, or one per element (default 1e-6)");
+  nw->add_option("--pressure", nopts->pressure, "Pressure of the elements' gases, bar: one number, or one per element (default 1)");
   nw->add_option("--T", nopts->temperatures, "One to four temperatures, comma-separated (default 25)");
   nw->add_option("--tunit", nopts->tunit, "C or K (default C)");
-  nw->add_option("--species", nopts->species, "Species, comma-separated (default: every species of the element with O and H)");
+  nw->add_option("--species", nopts->species, "Species, comma-separated (default: every species of the elements with O and H)");
   nw->add_option("--db", nopts->db, "Main species database to use (default: the shipped one)");
   nw->add_flag("--json", nopts->json, "Print JSON: {file, elements, temperatures, unit, species}");
   nw->callback([nopts] { RunEphNew(*nopts); });

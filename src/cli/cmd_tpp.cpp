@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/commands.h"
+#include "cli/predom_report.h"
 #include "diagrams/picture.h"
 #include "diagrams/predom.h"
 #include "diagrams/render_process.h"
@@ -48,11 +49,7 @@ nlohmann::json AxisJson(const PredomModel& m, Quantity q, double min, double max
 }
 
 int RunTpp(const TppOptions& o) {
-  fs::path file = o.file;
-  std::error_code ec;
-  if (!fs::exists(file, ec) && file.is_relative() && fs::exists(platform::DataDir() / "Tpp" / file, ec))
-    file = platform::DataDir() / "Tpp" / file;
-
+  const fs::path file = FindSetupFile(o.file, "Tpp");
   thermo::SpeciesDatabases dbs;
   if (std::string e = OpenDatabasesForCommand(dbs, o.db); !e.empty()) return Fail(e);
   DatabaseSpeciesSource source(dbs);
@@ -68,11 +65,45 @@ int RunTpp(const TppOptions& o) {
     else return Fail("--resolution takes low, medium or high");
   }
   setup.swap_gases = o.swap_gases;
+  PredomReportOptions report;
+  report.output = o.output;
+  report.size = o.size;
+  report.json = o.json;
+  report.picture.fill_areas = !o.no_fill;
+  report.picture.box_lines = o.box_lines;
+  if (!o.palette.empty()) {
+    std::string error;
+    auto pal = LoadPalette(o.palette, &error);
+    if (!pal) return Fail(error);
+    report.picture.palette = *pal;
+  }
+  return CollectAndReport(setup, source, report);
+}
+
+}  // namespace
+
+fs::path FindSetupFile(const std::string& name, const char* subfolder) {
+  fs::path file = name;
+  std::error_code ec;
+  if (!fs::exists(file, ec) && file.is_relative() && fs::exists(platform::DataDir() / subfolder / file, ec))
+    file = platform::DataDir() / subfolder / file;
+  return file;
+}
+
+bool ParsePictureSize(const std::string& size, int* width, int* height) {
+  constexpr int kMin = 50, kMax = 20000;
+  return std::sscanf(size.c_str(), "%dx%d", width, height) == 2 && *width >= kMin && *height >= kMin &&
+         *width <= kMax && *height <= kMax;
+}
+
+int CollectAndReport(const PredomSetup& setup, const SpeciesSource& source, const PredomReportOptions& o) {
   CollectResult collected = CollectData(setup, source);
   if (!collected.model) return Fail(collected.error);
   for (const std::string& w : collected.warnings) fmt::print(stderr, "zyl: {}\n", w);
-  const PredomModel& m = *collected.model;
+  return ReportPredom(*collected.model, o);
+}
 
+int ReportPredom(const PredomModel& m, const PredomReportOptions& o) {
   auto start = std::chrono::steady_clock::now();
   PredomResult r = MakePicture(m);
   double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -80,18 +111,8 @@ int RunTpp(const TppOptions& o) {
 
   if (!o.output.empty()) {
     int w = 0, h = 0;
-    if (std::sscanf(o.size.c_str(), "%dx%d", &w, &h) != 2 || w < 50 || h < 50 || w > 20000 || h > 20000)
-      return Fail("--size takes WIDTHxHEIGHT in pixels, for example 1000x800");
-    PictureOptions po;
-    po.fill_areas = !o.no_fill;
-    po.box_lines = o.box_lines;
-    if (!o.palette.empty()) {
-      std::string error;
-      auto pal = LoadPalette(o.palette, &error);
-      if (!pal) return Fail(error);
-      po.palette = *pal;
-    }
-    if (std::string e = RenderPicture(BuildPicture(m, r, po), o.output, w, h); !e.empty()) return Fail(e);
+    if (!ParsePictureSize(o.size, &w, &h)) return Fail(kMsgPictureSize);
+    if (std::string e = RenderPicture(BuildPicture(m, r, o.picture), o.output, w, h); !e.empty()) return Fail(e);
   }
 
   const std::string title = DiagramTitle(m.elements);
@@ -148,7 +169,6 @@ int RunTpp(const TppOptions& o) {
   return 0;
 }
 
-}  // namespace
 
 void RegisterTpp(CLI::App& app) {
   auto opts = std::make_shared<TppOptions>();

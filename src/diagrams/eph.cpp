@@ -1,7 +1,9 @@
 #include "diagrams/eph.h"
 
+#include <algorithm>
 #include <cmath>
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "thermo/formula.h"
 
@@ -23,6 +25,57 @@ bool EndsWith(const std::string& s, std::string_view tail) {
 struct Plane {
   double c = 0, alpha = 0, beta = 0;
 };
+
+struct SpeciesPlanes {
+  std::vector<std::string> names;
+  std::vector<Plane> planes;
+};
+
+/// True when the formula holds only the element, the others, O, H and charge.
+bool MadeOf(const thermo::FormulaComposition& comp, const std::string& element, const std::vector<std::string>& others) {
+  return std::all_of(comp.entries.begin(), comp.entries.end(), [&](const thermo::FormulaEntry& e) {
+    return e.symbol == element || e.symbol == "O" || e.symbol == "H" || e.symbol == thermo::kElectron ||
+           std::find(others.begin(), others.end(), e.symbol) != others.end();
+  });
+}
+
+
+/// The part of `poly` where species k's plane lies below all others.
+std::vector<EphPoint> ClipToField(const SpeciesPlanes& s, size_t k, std::vector<EphPoint> poly) {
+  for (size_t j = 0; j < s.planes.size() && !poly.empty(); ++j) {
+    if (j == k) continue;
+    const double a = s.planes[k].c - s.planes[j].c;
+    const double b = s.planes[k].alpha - s.planes[j].alpha;
+    const double c = s.planes[k].beta - s.planes[j].beta;
+    if (std::abs(a) < kSamePlane && std::abs(b) < kSamePlane && std::abs(c) < kSamePlane) {
+      if (j < k) poly.clear();  // the same plane twice: the first one wins
+      continue;
+    }
+    poly = ClipHalfPlane(poly, a, b, c);
+  }
+  return poly;
+}
+
+/// Every species' field inside the convex polygon `region`; slivers left out.
+std::vector<EphArea> Fields(const SpeciesPlanes& s, const std::vector<EphPoint>& region, double box_area,
+                            const std::vector<std::string>& secondary) {
+  std::vector<EphArea> out;
+  for (size_t k = 0; k < s.planes.size(); ++k) {
+    std::vector<EphPoint> poly = ClipToField(s, k, region);
+    EphPoint centre{};
+    const double area = poly.size() >= 3 ? PolygonArea(poly, &centre) : 0;
+    if (area <= kMinAreaShare * box_area) continue;
+    EphArea a;
+    a.species = s.names[k];
+    a.polygon = poly;
+    a.polygon.push_back(poly.front());
+    a.label = centre;
+    a.area = area;
+    a.secondary = secondary;
+    out.push_back(std::move(a));
+  }
+  return out;
+}
 
 }  // namespace
 
@@ -121,17 +174,70 @@ EphDiagram ComputeEph(const EphInput& in, const EphSpeciesReader& read) {
     d.warnings.push_back(fmt::format("Species {} is not in the database: no neutral pH.", kHydroxideName));
   }
 
-  std::vector<std::string> names;
-  std::vector<Plane> planes;
+  // The plane of a species before dividing by its atoms of the element: formation from its elements,
+  // water, protons and electrons.
+  auto raw_plane = [&](const std::string& name, const thermo::FormulaComposition& comp, double g, double activity,
+                       double pressure) {
+    const double o = comp.Amount("O"), h = comp.Amount("H"), z = comp.Charge();
+    const double nh = 2 * o - h, ne = 2 * o - h + z;
+    if (EndsWith(name, "a)")) {
+      g += RT * std::log(activity);
+    } else if (EndsWith(name, "g)")) {
+      g += RT * std::log(pressure);
+    }
+    return Plane{g + nh * g_h + ne * g_e - o * g_w, -nh * kLn10 * RT, -ne * kFaraday};
+  };
+  auto plane_less = [](const Plane& p, const Plane& q, double f) {
+    return Plane{p.c - f * q.c, p.alpha - f * q.alpha, p.beta - f * q.beta};
+  };
+
+  // Secondary elements: their own species and fields.
+  std::vector<std::string> others;
+  for (const EphSecondary& x : in.secondary) others.push_back(x.element);
+  std::vector<SpeciesPlanes> second(in.secondary.size());
+  const std::vector<EphPoint> box = {
+      {in.ph_min, in.eh_min}, {in.ph_max, in.eh_min}, {in.ph_max, in.eh_max}, {in.ph_min, in.eh_max}};
+  const double box_area = (in.ph_max - in.ph_min) * (in.eh_max - in.eh_min);
+  for (size_t i = 0; i < in.secondary.size(); ++i) {
+    const EphSecondary& x = in.secondary[i];
+    if (!(x.activity > 0) || !(x.pressure > 0)) {
+      d.error = "The activities and the pressure must be positive.";
+      return d;
+    }
+    for (const std::string& name : x.species) {
+      thermo::FormulaComposition comp = thermo::ParseFormula(name);
+      const double n = comp.Amount(x.element);
+      if (!(n > 0) || !MadeOf(comp, x.element, {})) {
+        d.warnings.push_back(fmt::format("{} left out: not made of {}, O and H only.", name, x.element));
+        continue;
+      }
+      double g = 0;
+      if (!gibbs(name, false, &g)) {
+        d.warnings.push_back(fmt::format("{} left out: not in the database.", name));
+        continue;
+      }
+      Plane p = raw_plane(name, comp, g, x.activity, x.pressure);
+      second[i].names.push_back(name);
+      second[i].planes.push_back({p.c / n, p.alpha / n, p.beta / n});
+    }
+    if (second[i].planes.empty()) {
+      d.error = fmt::format("No species of {} to draw.", x.element);
+      return d;
+    }
+    d.secondary_areas.push_back(Fields(second[i], box, box_area, {}));
+  }
+
+  // The main element's species: raw planes and their atoms of each secondary element.
+  SpeciesPlanes main;
+  std::vector<double> atoms_m;
+  std::vector<std::vector<double>> atoms_x;
   for (const std::string& name : in.species) {
     thermo::FormulaComposition comp = thermo::ParseFormula(name);
     const double m = comp.Amount(in.element);
-    bool foreign = false;
-    for (const auto& e : comp.entries) {
-      if (e.symbol != in.element && e.symbol != "O" && e.symbol != "H" && e.symbol != thermo::kElectron) foreign = true;
-    }
-    if (!(m > 0) || foreign) {
-      d.warnings.push_back(fmt::format("{} left out: not made of {}, O and H only.", name, in.element));
+    if (!(m > 0) || !MadeOf(comp, in.element, others)) {
+      d.warnings.push_back(others.empty() ? fmt::format("{} left out: not made of {}, O and H only.", name, in.element)
+                                          : fmt::format("{} left out: not made of {}, {}, O and H only.", name,
+                                                        in.element, fmt::join(others, ", ")));
       continue;
     }
     double g = 0;
@@ -139,52 +245,55 @@ EphDiagram ComputeEph(const EphInput& in, const EphSpeciesReader& read) {
       d.warnings.push_back(fmt::format("{} left out: not in the database.", name));
       continue;
     }
-    const double o = comp.Amount("O"), h = comp.Amount("H"), z = comp.Charge();
-    const double nh = 2 * o - h, ne = 2 * o - h + z;
-    if (EndsWith(name, "a)")) {
-      g += RT * std::log(in.activity);
-    } else if (EndsWith(name, "g)")) {
-      g += RT * std::log(in.pressure);
-    }
-    Plane p;
-    p.c = (g + nh * g_h + ne * g_e - o * g_w) / m;
-    p.alpha = -nh * kLn10 * RT / m;
-    p.beta = -ne * kFaraday / m;
-    names.push_back(name);
-    planes.push_back(p);
+    main.names.push_back(name);
+    main.planes.push_back(raw_plane(name, comp, g, in.activity, in.pressure));
+    atoms_m.push_back(m);
+    std::vector<double> n;
+    for (const std::string& x : others) n.push_back(comp.Amount(x));
+    atoms_x.push_back(std::move(n));
   }
-  if (planes.empty()) {
+  if (main.planes.empty()) {
     d.error = fmt::format("No species of {} to draw.", in.element);
     return d;
   }
 
-  const std::vector<EphPoint> box = {
-      {in.ph_min, in.eh_min}, {in.ph_max, in.eh_min}, {in.ph_max, in.eh_max}, {in.ph_min, in.eh_max}};
-  const double box_area = (in.ph_max - in.ph_min) * (in.eh_max - in.eh_min);
-  for (size_t k = 0; k < planes.size(); ++k) {
-    std::vector<EphPoint> poly = box;
-    for (size_t j = 0; j < planes.size() && !poly.empty(); ++j) {
-      if (j == k) continue;
-      const double a = planes[k].c - planes[j].c;
-      const double b = planes[k].alpha - planes[j].alpha;
-      const double c = planes[k].beta - planes[j].beta;
-      if (std::abs(a) < kSamePlane && std::abs(b) < kSamePlane && std::abs(c) < kSamePlane) {
-        if (j < k) poly.clear();  // the same plane twice: the first one wins
-        continue;
+  // The mosaic: every combination of secondary fields that overlaps, as (polygon, species index per element).
+  struct Piece {
+    std::vector<EphPoint> polygon;  ///< open
+    std::vector<size_t> basis;
+  };
+  std::vector<Piece> mosaic = {{box, {}}};
+  for (size_t i = 0; i < second.size(); ++i) {
+    std::vector<Piece> next;
+    for (const Piece& piece : mosaic) {
+      for (size_t k = 0; k < second[i].planes.size(); ++k) {
+        std::vector<EphPoint> poly = ClipToField(second[i], k, piece.polygon);
+        if (poly.size() < 3 || PolygonArea(poly) <= kMinAreaShare * box_area) continue;
+        Piece p{std::move(poly), piece.basis};
+        p.basis.push_back(k);
+        next.push_back(std::move(p));
       }
-      poly = ClipHalfPlane(poly, a, b, c);
     }
-    EphPoint centre{};
-    const double area = poly.size() >= 3 ? PolygonArea(poly, &centre) : 0;
-    if (area <= kMinAreaShare * box_area) continue;
-    EphArea out;
-    out.species = names[k];
-    out.polygon = poly;
-    out.polygon.push_back(poly.front());
-    out.label = centre;
-    out.area = area;
-    d.areas.push_back(std::move(out));
+    mosaic = std::move(next);
   }
+  for (const Piece& piece : mosaic) {
+    SpeciesPlanes here;
+    here.names = main.names;
+    for (size_t k = 0; k < main.planes.size(); ++k) {
+      Plane p = main.planes[k];
+      for (size_t i = 0; i < second.size(); ++i) p = plane_less(p, second[i].planes[piece.basis[i]], atoms_x[k][i]);
+      here.planes.push_back({p.c / atoms_m[k], p.alpha / atoms_m[k], p.beta / atoms_m[k]});
+    }
+    std::vector<std::string> basis;
+    for (size_t i = 0; i < second.size(); ++i) basis.push_back(second[i].names[piece.basis[i]]);
+    for (EphArea& a : Fields(here, piece.polygon, box_area, basis)) d.areas.push_back(std::move(a));
+  }
+  if (second.empty()) return d;
+  // In the order of the input species, mosaic fields in turn.
+  std::stable_sort(d.areas.begin(), d.areas.end(), [&](const EphArea& a, const EphArea& b) {
+    auto pos = [&](const std::string& n) { return std::find(main.names.begin(), main.names.end(), n) - main.names.begin(); };
+    return pos(a.species) < pos(b.species);
+  });
   return d;
 }
 

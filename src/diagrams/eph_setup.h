@@ -16,6 +16,9 @@ EphSpeciesReader DatabaseReader(const thermo::SpeciesDatabases& dbs);
 /// Every database species of `element` made of it, O and H only (ions and gases included, water not),
 /// in database order, each name once.
 std::vector<std::string> EphSpeciesOf(const std::string& element, const thermo::SpeciesDatabases& dbs);
+/// The same for a system of several elements: species of the first (main) element made of the given
+/// elements, O and H, and each further element's own species with O and H only.
+std::vector<std::string> EphSpeciesOf(const std::vector<std::string>& elements, const thermo::SpeciesDatabases& dbs);
 
 /// One diagram per temperature of the set-up (the first element is the main one).
 std::vector<EphDiagram> ComputeSetup(const IepSetup& s, const EphSpeciesReader& read);

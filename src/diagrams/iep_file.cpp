@@ -114,7 +114,7 @@ std::string FormatIep(const IepSetup& s) {
 
 std::string WriteIep(const std::filesystem::path& path, const IepSetup& s) {
   std::string error;
-  if (!platform::WriteFileAtomic(path, FormatIep(s), &error)) return error;
+  if (!platform::WriteFileAtomic(path, FormatIep(s), &error)) return fmt::format("Can not write {}: {}", path.string(), error);
   return {};
 }
 

@@ -44,7 +44,7 @@ std::string FormatLpp(const LppSetup& s) {
 
 std::string WriteLpp(const std::filesystem::path& path, const LppSetup& s) {
   std::string error;
-  if (!platform::WriteFileAtomic(path, FormatLpp(s), &error)) return error;
+  if (!platform::WriteFileAtomic(path, FormatLpp(s), &error)) return fmt::format("Can not write {}: {}", path.string(), error);
   return {};
 }
 

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <nlohmann/json.hpp>
+#include <set>
 
 #include "platform/files.h"
 
@@ -69,8 +70,40 @@ TEST(EphCommand, NewThenComputeGivesClosedPolygons) {
       a2 += poly[i][0].get<double>() * poly[i + 1][1].get<double>() - poly[i + 1][0].get<double>() * poly[i][1].get<double>();
     total += a2 / 2;
     EXPECT_TRUE(a.contains("label") && a.contains("species"));
+    EXPECT_FALSE(a.contains("secondary"));  // one element: no mosaic
   }
   EXPECT_NEAR(total, 14 * 4, 1e-6);  // the fields tile the box
+  fs::remove_all(dir);
+}
+
+TEST(EphCommand, SecondElementGivesSecondarySpeciesPerArea) {
+  const fs::path dir = fs::temp_directory_path() / ("zyl_eph_cus_" + std::to_string(::getpid()));
+  fs::create_directories(dir);
+  const std::string file = (dir / "cus.iep").string();
+  Outcome w = Zyl("eph new " + file + " --elements Cu,S --activity 1e-6,1e-3 --json");
+  ASSERT_EQ(w.status, 0) << w.err;
+  auto made = nlohmann::json::parse(w.out);
+  std::set<std::string> species(made["species"].begin(), made["species"].end());
+  for (const char* name : {"Cu", "CuS", "Cu2S", "Cu(+2a)", "H2S(a)", "HS(-a)", "SO4(-2a)"}) EXPECT_TRUE(species.count(name)) << name;
+
+  Outcome r = Zyl("eph " + file + " --json");
+  ASSERT_EQ(r.status, 0) << r.err;
+  auto j = nlohmann::json::parse(r.out);
+  EXPECT_EQ(j["title"], "Eh - pH Diagram of the Cu-S-O-H System");
+  const auto& t = j["temperatures"][0];
+  std::set<std::string> sulfur;
+  for (const auto& f : t["secondary_areas"]["S"]) sulfur.insert(f["species"].get<std::string>());
+  EXPECT_TRUE(sulfur.count("H2S(a)") && sulfur.count("HS(-a)") && sulfur.count("SO4(-2a)"));
+  std::set<std::string> copper_with_sulfide;
+  for (const auto& a : t["areas"]) {
+    const std::string s = a["secondary"]["S"];
+    EXPECT_TRUE(sulfur.count(s)) << s;
+    if (s == "H2S(a)" || s == "HS(-a)") copper_with_sulfide.insert(a["species"].get<std::string>());
+  }
+  EXPECT_TRUE(copper_with_sulfide.count("CuS") && copper_with_sulfide.count("Cu2S"));
+  Outcome bad = Zyl("eph new " + file + " --elements Cu,S --activity 1e-6,1e-3,1");
+  EXPECT_NE(bad.status, 0);
+  EXPECT_NE(bad.err.find("one per element"), std::string::npos) << bad.err;
   fs::remove_all(dir);
 }
 

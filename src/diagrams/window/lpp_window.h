@@ -1,19 +1,19 @@
 #pragma once
 // The phase stability program's window (zyl-lpp): one Lpp set-up computed with the predominance
-// engine and shown in a diagram view, with copy, print and PNG/SVG/PDF pictures.
+// engine and shown in a diagram view, with zoom (the field is searched again within the new limits),
+// copy, print and PNG/SVG/PDF pictures.
 
-#include <QMainWindow>
 #include <optional>
 
 #include "diagrams/lpp_file.h"
-#include "diagrams/picture.h"
-#include "thermo/lookup.h"
+#include "diagrams/predom.h"
+#include "diagrams/window/diagram_window.h"
 
 namespace zyl::diagrams {
 
 class PredomView;
 
-class LppWindow : public QMainWindow {
+class LppWindow : public DiagramWindow {
   Q_OBJECT
  public:
   explicit LppWindow(QWidget* parent = nullptr);
@@ -21,19 +21,21 @@ class LppWindow : public QMainWindow {
   bool Open(const QString& path);
   bool Show(const LppSetup& setup, const SpeciesSource& source);
   const DiagramPicture* Picture() const { return picture_ ? &*picture_ : nullptr; }
-  bool SavePicture(const QString& path, QSize size = QSize(1000, 800));
-  QString LastError() const { return error_; }
+  /// The model on show, with the zoomed limits (axis units: log10 p, or K).
+  const PredomModel* Model() const { return shown_ ? &*shown_ : nullptr; }
+
+ protected:
+  const DiagramPicture* CurrentPicture() const override { return Picture(); }
+  void ZoomShown(double factor) override;
+  void OpenPath(const QString& path) override { Open(path); }
 
  private:
-  void Fail(const QString& message);
-  void SaveAs();
-  void Copy();
-  void Print();
+  void Recompute();
 
   PredomView* view_ = nullptr;
-  thermo::SpeciesDatabases dbs_;
+  std::optional<PredomModel> model_;  ///< as the set-up gives it
+  std::optional<PredomModel> shown_;
   std::optional<DiagramPicture> picture_;
-  QString error_;
 };
 
 }  // namespace zyl::diagrams

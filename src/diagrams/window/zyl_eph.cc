@@ -1,14 +1,5 @@
 // zyl-eph [FILE.iep]: the Eh-pH diagram program, started by the set-up form with the file name.
 
-#include <QApplication>
-
 #include "diagrams/window/eph_window.h"
 
-int main(int argc, char** argv) {
-  QApplication app(argc, argv);
-  zyl::diagrams::EphWindow w;
-  const QStringList args = app.arguments().mid(1);
-  w.show();
-  if (!args.isEmpty()) w.Open(args.first());  // a failure is shown in a message box
-  return app.exec();
-}
+int main(int argc, char** argv) { return zyl::diagrams::RunDiagramProgram<zyl::diagrams::EphWindow>(argc, argv); }

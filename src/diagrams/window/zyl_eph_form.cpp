@@ -1,8 +1,6 @@
 #include "diagrams/window/zyl_eph_form.h"
 
 #include <QCheckBox>
-#include <QCoreApplication>
-#include <QDir>
 #include <QFileDialog>
 #include <QGridLayout>
 #include <QGroupBox>
@@ -10,14 +8,10 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
-#include <QProcess>
 #include <QPushButton>
 #include <QVBoxLayout>
-#include <cmath>
 
 #include "diagrams/eph_setup.h"
-#include "platform/paths.h"
-#include "platform/window/qt_messages.h"
 #include "thermo/formula.h"
 #include "thermo/lookup.h"
 
@@ -25,42 +19,23 @@ namespace zyl::diagrams {
 
 namespace {
 
-// Element symbols in order of atomic number, as the element lists show them.
-constexpr const char* kSymbols[] = {
-    "H",  "He", "Li", "Be", "B",  "C",  "N",  "O",  "F",  "Ne", "Na", "Mg", "Al", "Si", "P",  "S",  "Cl", "Ar",
-    "K",  "Ca", "Sc", "Ti", "V",  "Cr", "Mn", "Fe", "Co", "Ni", "Cu", "Zn", "Ga", "Ge", "As", "Se", "Br", "Kr",
-    "Rb", "Sr", "Y",  "Zr", "Nb", "Mo", "Tc", "Ru", "Rh", "Pd", "Ag", "Cd", "In", "Sn", "Sb", "Te", "I",  "Xe",
-    "Cs", "Ba", "La", "Ce", "Pr", "Nd", "Pm", "Sm", "Eu", "Gd", "Tb", "Dy", "Ho", "Er", "Tm", "Yb", "Lu", "Hf",
-    "Ta", "W",  "Re", "Os", "Ir", "Pt", "Au", "Hg", "Tl", "Pb", "Bi", "Po", "At", "Rn", "Fr", "Ra", "Ac", "Th",
-    "Pa", "U",  "Np", "Pu", "Am", "Cm", "Bk", "Cf", "Es", "Fm", "Md", "No", "Lr"};
 /// A loaded file re-selects an element only among the first entries of the list.
 constexpr int kReselectEntries = 100;
 
-std::optional<double> Number(const QLineEdit* e) {
-  bool ok = false;
-  const double v = e->text().trimmed().toDouble(&ok);
-  return ok && std::isfinite(v) ? std::optional<double>(v) : std::nullopt;
-}
-
 QString Fixed(double v, int decimals) { return QString::fromStdString(FormatFixed(v, decimals)); }
-
-bool DefaultLaunch(const QString& file) {
-  const QString program = QDir(QCoreApplication::applicationDirPath()).filePath("zyl-eph");
-  return QProcess::startDetached(program, {file});
-}
 
 }  // namespace
 
 ZylEpH::ZylEpH(QWidget* parent, SpeciesLister lister, platform::Messages* messages)
-    : QWidget(parent), lister_(std::move(lister)), launcher_(DefaultLaunch), messages_(messages) {
+    : SetupForm(parent, messages, "zyl-eph", "EpH", tr("EpH Files (*.iep)"), ".iep",
+                "Can not start the Eh - pH diagram program zyl-eph."),
+      lister_(std::move(lister)) {
   setObjectName("ZylEpH");
   setWindowTitle(tr("Eh - pH - Diagrams"));
   if (!lister_) {
-    lister_ = [](const std::string& element) { return EphSpeciesOf(element, thermo::SharedSpeciesDatabases()); };
-  }
-  if (!messages_) {
-    own_messages_ = std::make_unique<platform::window::QtMessages>(this);
-    messages_ = own_messages_.get();
+    lister_ = [](const std::vector<std::string>& elements) {
+      return EphSpeciesOf(elements, thermo::SharedSpeciesDatabases());
+    };
   }
   BuildUi();
 }
@@ -81,17 +56,10 @@ void ZylEpH::BuildUi() {
   auto* left = new QVBoxLayout;
   auto* gEl = new QGroupBox(tr("Main element"), this);
   auto* lEl = new QVBoxLayout(gEl);
-  ListEle = new QListWidget(gEl);
-  ListEle->setObjectName("ListEle");
+  ListEle = NewElementList("ListEle", false);
   auto* gEl2 = new QGroupBox(tr("Other elements"), this);
   auto* lEl2 = new QVBoxLayout(gEl2);
-  ListEle2 = new QListWidget(gEl2);
-  ListEle2->setObjectName("ListEle2");
-  ListEle2->setSelectionMode(QAbstractItemView::MultiSelection);
-  for (const char* s : kSymbols) {
-    ListEle->addItem(s);
-    ListEle2->addItem(s);
-  }
+  ListEle2 = NewElementList("ListEle2", true);
   lEl->addWidget(ListEle);
   lEl2->addWidget(ListEle2);
   left->addWidget(gEl);
@@ -133,34 +101,21 @@ void ZylEpH::BuildUi() {
   right->addWidget(gT);
   auto* gC = new QGroupBox(tr("Conditions"), this);
   auto* lC = new QGridLayout(gC);
-  auto field = [&](QGridLayout* l, int row, const QString& label, const char* name, const QString& value) {
-    auto* e = new QLineEdit(value, l->parentWidget());
-    e->setObjectName(name);
-    l->addWidget(new QLabel(label, l->parentWidget()), row, 0);
-    l->addWidget(e, row, 1);
-    return e;
-  };
-  TextAct = field(lC, 0, tr("log activity of dissolved species"), "TextAct", "-6");
-  TextPres = field(lC, 1, tr("log pressure of gases (bar)"), "TextPres", "0");
+  TextAct = NewField(lC, 0, tr("log activity of dissolved species"), "TextAct", "-6");
+  TextPres = NewField(lC, 1, tr("log pressure of gases (bar)"), "TextPres", "0");
   right->addWidget(gC);
   auto* gA = new QGroupBox(tr("Axes"), this);
   auto* lA = new QGridLayout(gA);
-  TextEhMin = field(lA, 0, tr("Eh min (V)"), "TextEhMin", "-2");
-  TextEhMax = field(lA, 1, tr("Eh max (V)"), "TextEhMax", "2");
-  TextPhMin = field(lA, 2, tr("pH min"), "TextPhMin", "0");
-  TextPhMax = field(lA, 3, tr("pH max"), "TextPhMax", "14");
+  TextEhMin = NewField(lA, 0, tr("Eh min (V)"), "TextEhMin", "-2");
+  TextEhMax = NewField(lA, 1, tr("Eh max (V)"), "TextEhMax", "2");
+  TextPhMin = NewField(lA, 2, tr("pH min"), "TextPhMin", "0");
+  TextPhMax = NewField(lA, 3, tr("pH max"), "TextPhMax", "14");
   right->addWidget(gA);
-  FileNa = new QLineEdit(this);
-  FileNa->setObjectName("FileNa");
-  FileNa->setReadOnly(true);
+  NewFileControls();
   right->addWidget(FileNa);
   auto* buttons = new QHBoxLayout;
   FOpen = new QPushButton(tr("&Open"), this);
   FOpen->setObjectName("FOpen");
-  ButSave = new QPushButton(tr("&Save"), this);
-  ButSave->setObjectName("ButSave");
-  ButPsd = new QPushButton(tr("&Diagram"), this);
-  ButPsd->setObjectName("ButPsd");
   for (QPushButton* b : {FOpen, ButSave, ButPsd}) buttons->addWidget(b);
   right->addLayout(buttons);
   right->addStretch();
@@ -168,14 +123,8 @@ void ZylEpH::BuildUi() {
 
   connect(ButOK, &QPushButton::clicked, this, &ZylEpH::ButOK_Click);
   connect(ButCK, &QPushButton::clicked, this, &ZylEpH::ButCK_Click);
-  connect(ButSave, &QPushButton::clicked, this, &ZylEpH::ButSave_Click);
   connect(FOpen, &QPushButton::clicked, this, &ZylEpH::FOpen_Click);
-  connect(ButPsd, &QPushButton::clicked, this, &ZylEpH::ButPsd_Click);
 }
-
-void ZylEpH::Message(const std::string& text) { messages_->Show(text); }
-
-QString ZylEpH::FileName() const { return FileNa->text(); }
 
 void ZylEpH::SelectElements(const QStringList& symbols) {
   ListEle->clearSelection();
@@ -183,7 +132,10 @@ void ZylEpH::SelectElements(const QStringList& symbols) {
   for (int i = 0; i < symbols.size(); ++i) {
     QListWidget* list = i == 0 ? ListEle : ListEle2;
     for (int r = 0; r < std::min(list->count(), kReselectEntries); ++r)
-      if (list->item(r)->text() == symbols[i]) list->item(r)->setSelected(true);
+      if (list->item(r)->text() == symbols[i]) {
+        list->item(r)->setSelected(true);
+        list->scrollToItem(list->item(r));
+      }
   }
   ButOK_Click();
 }
@@ -195,7 +147,12 @@ void ZylEpH::ButOK_Click() {
     Message("Please, select an Element");
     return;
   }
-  for (const std::string& name : lister_(sel.first()->text().toStdString())) {
+  std::vector<std::string> elements = {sel.first()->text().toStdString()};
+  for (int r = 0; r < ListEle2->count(); ++r) {
+    const std::string e = ListEle2->item(r)->text().toStdString();
+    if (ListEle2->item(r)->isSelected() && e != elements[0]) elements.push_back(e);
+  }
+  for (const std::string& name : lister_(elements)) {
     if (categories_[static_cast<size_t>(CategoryOf(name))]->isChecked()) SpList->addItem(QString::fromStdString(name));
   }
   SelectSpecies();
@@ -227,7 +184,8 @@ std::optional<IepSetup> ZylEpH::CurrentSetup(bool report) {
   }
   if (!main.isEmpty()) s.elements.push_back({main.first()->text().toStdString(), *act, *pres});
   for (int r = 0; r < ListEle2->count(); ++r)
-    if (ListEle2->item(r)->isSelected()) s.elements.push_back({ListEle2->item(r)->text().toStdString(), *act, *pres});
+    if (ListEle2->item(r)->isSelected() && (main.isEmpty() || ListEle2->item(r)->text() != main.first()->text()))
+      s.elements.push_back({ListEle2->item(r)->text().toStdString(), *act, *pres});
   for (QLineEdit* e : TempRange) {
     if (e->text().trimmed().isEmpty()) continue;
     auto v = Number(e);
@@ -303,31 +261,9 @@ bool ZylEpH::LoadSetup(const QString& path) {
   return true;
 }
 
-void ZylEpH::ButSave_Click() {
-  if (!CurrentSetup()) return;
-  const QString folder = QString::fromStdString((platform::UserDataDir() / "EpH").string());
-  QDir().mkpath(folder);
-  QString path = QFileDialog::getSaveFileName(this, tr("Save"), folder, tr("EpH Files (*.iep)"));
-  if (path.isEmpty()) return;
-  if (!path.endsWith(".iep", Qt::CaseInsensitive)) path += ".iep";
-  SaveSetup(path);
-}
-
 void ZylEpH::FOpen_Click() {
-  const QString folder = QString::fromStdString((platform::UserDataDir() / "EpH").string());
-  QString path = QFileDialog::getOpenFileName(this, tr("Open"), folder, tr("EpH Files (*.iep)"));
+  QString path = QFileDialog::getOpenFileName(this, tr("Open"), UserFolder(), tr("EpH Files (*.iep)"));
   if (!path.isEmpty()) LoadSetup(path);
-}
-
-void ZylEpH::ButPsd_Click() {
-  if (FileNa->text().isEmpty()) ButSave_Click();
-  else if (!SaveSetup(FileNa->text())) return;  // the diagram shows what the form holds now
-  if (FileNa->text().isEmpty()) return;
-  if (!launcher_(FileNa->text())) {
-    Message("Can not start the Eh - pH diagram program zyl-eph.");
-    return;
-  }
-  close();
 }
 
 }  // namespace zyl::diagrams

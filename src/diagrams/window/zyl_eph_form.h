@@ -2,35 +2,24 @@
 // The Eh-pH set-up form: elements, species by category, one to four temperatures, axis limits; saves
 // the *.iep set-up and starts the diagram program zyl-eph with its file name.
 
-#include <QString>
-#include <QWidget>
 #include <array>
-#include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "diagrams/iep_file.h"
+#include "diagrams/window/setup_form.h"
 
 class QCheckBox;
-class QLineEdit;
-class QListWidget;
-class QPushButton;
-
-namespace zyl::platform {
-class Messages;
-}
 
 namespace zyl::diagrams {
 
-class ZylEpH : public QWidget {
+class ZylEpH : public SetupForm {
   Q_OBJECT
  public:
-  /// Species of an element made of it, O and H (default: the program's databases).
-  using SpeciesLister = std::function<std::vector<std::string>(const std::string& element)>;
-  /// Starts the diagram program with a set-up file; returns false when it could not be started.
-  using Launcher = std::function<bool(const QString& file)>;
+  /// Species of a system, the main element first, then the other selected elements (default: the
+  /// program's databases).
+  using SpeciesLister = std::function<std::vector<std::string>(const std::vector<std::string>& elements)>;
 
   explicit ZylEpH(QWidget* parent = nullptr, SpeciesLister lister = {}, platform::Messages* messages = nullptr);
   ~ZylEpH() override;
@@ -48,38 +37,28 @@ class ZylEpH : public QWidget {
   void SelectSpecies(const QStringList& names = {});
   /// The form's set-up; nullopt after a message when it can not be written.
   std::optional<IepSetup> CurrentSetup(bool report = true);
-  bool SaveSetup(const QString& path);
+  bool SaveSetup(const QString& path) override;
   bool LoadSetup(const QString& path);
-  void SetLauncher(Launcher l) { launcher_ = std::move(l); }
-  QString FileName() const;
-
- signals:
-  void helpRequested(const QString& chapter);
 
  public slots:
   void ButOK_Click();
   void ButCK_Click();
-  void ButSave_Click();
   void FOpen_Click();
-  void ButPsd_Click();
+
+ protected:
+  bool CanSave() override { return CurrentSetup().has_value(); }
 
  private:
   void BuildUi();
-  void Message(const std::string& text);
 
   SpeciesLister lister_;
-  Launcher launcher_;
-  platform::Messages* messages_;
-  std::unique_ptr<platform::Messages> own_messages_;
-  bool celsius_ = true;
 
   QListWidget *ListEle = nullptr, *ListEle2 = nullptr, *SpList = nullptr;
   std::array<QCheckBox*, 6> categories_{};
   std::array<QLineEdit*, kMaxEphTemperatures> TempRange{};
   QLineEdit *TextAct = nullptr, *TextPres = nullptr;
   QLineEdit *TextEhMin = nullptr, *TextEhMax = nullptr, *TextPhMin = nullptr, *TextPhMax = nullptr;
-  QLineEdit* FileNa = nullptr;
-  QPushButton *ButOK = nullptr, *ButCK = nullptr, *ButSave = nullptr, *FOpen = nullptr, *ButPsd = nullptr;
+  QPushButton *ButOK = nullptr, *ButCK = nullptr, *FOpen = nullptr;
 };
 
 }  // namespace zyl::diagrams

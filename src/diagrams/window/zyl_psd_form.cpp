@@ -1,60 +1,29 @@
 #include "diagrams/window/zyl_psd_form.h"
 
-#include <QCoreApplication>
-#include <QDir>
-#include <QFileDialog>
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
-#include <QProcess>
 #include <QPushButton>
 #include <QVBoxLayout>
-#include <cmath>
 
 #include "diagrams/iep_file.h"
 #include "diagrams/species_source.h"
-#include "platform/paths.h"
-#include "platform/window/qt_messages.h"
 #include "thermo/lookup.h"
 
 namespace zyl::diagrams {
 
-namespace {
-
-constexpr const char* kSymbols[] = {
-    "H",  "He", "Li", "Be", "B",  "C",  "N",  "O",  "F",  "Ne", "Na", "Mg", "Al", "Si", "P",  "S",  "Cl", "Ar",
-    "K",  "Ca", "Sc", "Ti", "V",  "Cr", "Mn", "Fe", "Co", "Ni", "Cu", "Zn", "Ga", "Ge", "As", "Se", "Br", "Kr",
-    "Rb", "Sr", "Y",  "Zr", "Nb", "Mo", "Tc", "Ru", "Rh", "Pd", "Ag", "Cd", "In", "Sn", "Sb", "Te", "I",  "Xe",
-    "Cs", "Ba", "La", "Ce", "Pr", "Nd", "Pm", "Sm", "Eu", "Gd", "Tb", "Dy", "Ho", "Er", "Tm", "Yb", "Lu", "Hf",
-    "Ta", "W",  "Re", "Os", "Ir", "Pt", "Au", "Hg", "Tl", "Pb", "Bi", "Po", "At", "Rn", "Fr", "Ra", "Ac", "Th",
-    "Pa", "U",  "Np", "Pu", "Am", "Cm", "Bk", "Cf", "Es", "Fm", "Md", "No", "Lr"};
-
-std::optional<double> Number(const QLineEdit* e) {
-  bool ok = false;
-  const double v = e->text().trimmed().toDouble(&ok);
-  return ok && std::isfinite(v) ? std::optional<double>(v) : std::nullopt;
-}
-
-bool DefaultLaunch(const QString& file) {
-  return QProcess::startDetached(QDir(QCoreApplication::applicationDirPath()).filePath("zyl-lpp"), {file});
-}
-
-}  // namespace
-
 ZylPsd::ZylPsd(QWidget* parent, const SpeciesSource* source, platform::Messages* messages)
-    : QWidget(parent), source_(source), messages_(messages), launcher_(DefaultLaunch) {
+    : SetupForm(parent, messages, "zyl-lpp", "Lpp", tr("Lpp Files (*.lpp)"), ".lpp",
+                "Can not start the phase stability diagram program zyl-lpp."),
+      source_(source) {
   setObjectName("ZylPsd");
   setWindowTitle(tr("Lpp - Diagrams"));
   if (!source_) {
     own_source_ = std::make_unique<DatabaseSpeciesSource>(thermo::SharedSpeciesDatabases());
     source_ = own_source_.get();
-  }
-  if (!messages_) {
-    own_messages_ = std::make_unique<platform::window::QtMessages>(this);
-    messages_ = own_messages_.get();
   }
   BuildUi();
 }
@@ -64,10 +33,7 @@ ZylPsd::~ZylPsd() = default;
 void ZylPsd::BuildUi() {
   auto* top = new QHBoxLayout(this);
   auto* left = new QVBoxLayout;
-  ListEle = new QListWidget(this);
-  ListEle->setObjectName("ListEle");
-  ListEle->setSelectionMode(QAbstractItemView::MultiSelection);
-  for (const char* s : kSymbols) ListEle->addItem(s);
+  ListEle = NewElementList("ListEle", true);
   ButOK = new QPushButton(tr("&Select Species"), this);
   ButOK->setObjectName("ButOK");
   left->addWidget(new QLabel(tr("Elements (three)"), this));
@@ -91,42 +57,25 @@ void ZylPsd::BuildUi() {
   top->addLayout(sp, 1);
   auto* right = new QVBoxLayout;
   auto* g = new QGridLayout;
-  auto field = [&](int row, const QString& label, const char* name, const QString& value) {
-    auto* e = new QLineEdit(value, this);
-    e->setObjectName(name);
-    g->addWidget(new QLabel(label, this), row, 0);
-    g->addWidget(e, row, 1);
-    return e;
-  };
-  MhTemp = field(0, tr("Temperature"), "MhTemp", "726.85");
+  MhTemp = NewField(g, 0, tr("Temperature"), "MhTemp", "726.85");
   ButCK = new QPushButton("C", this);
   ButCK->setObjectName("ButCK");
   g->addWidget(ButCK, 0, 2);
-  TextXmin = field(1, tr("log p X min"), "TextXmin", "-20");
-  TextXmax = field(2, tr("log p X max"), "TextXmax", "0");
-  TextYmin = field(3, tr("log p Y min"), "TextYmin", "-20");
-  TextYmax = field(4, tr("log p Y max"), "TextYmax", "0");
+  TextXmin = NewField(g, 1, tr("log p X min"), "TextXmin", "-20");
+  TextXmax = NewField(g, 2, tr("log p X max"), "TextXmax", "0");
+  TextYmin = NewField(g, 3, tr("log p Y min"), "TextYmin", "-20");
+  TextYmax = NewField(g, 4, tr("log p Y max"), "TextYmax", "0");
   right->addLayout(g);
-  FileNa = new QLineEdit(this);
-  FileNa->setObjectName("FileNa");
-  FileNa->setReadOnly(true);
+  NewFileControls();
   right->addWidget(FileNa);
-  ButSave = new QPushButton(tr("&Save"), this);
-  ButSave->setObjectName("ButSave");
-  ButPsd = new QPushButton(tr("&Diagram"), this);
-  ButPsd->setObjectName("ButPsd");
   right->addWidget(ButSave);
   right->addWidget(ButPsd);
   right->addStretch();
   top->addLayout(right);
   connect(ButOK, &QPushButton::clicked, this, &ZylPsd::ButOK_Click);
   connect(ButCK, &QPushButton::clicked, this, &ZylPsd::ButCK_Click);
-  connect(ButSave, &QPushButton::clicked, this, &ZylPsd::ButSave_Click);
-  connect(ButPsd, &QPushButton::clicked, this, &ZylPsd::ButPsd_Click);
 }
 
-void ZylPsd::Message(const std::string& text) { messages_->Show(text); }
-QString ZylPsd::FileName() const { return FileNa->text(); }
 
 void ZylPsd::SelectElements(const QStringList& symbols) {
   ListEle->clearSelection();
@@ -135,14 +84,21 @@ void ZylPsd::SelectElements(const QStringList& symbols) {
   ButOK_Click();
 }
 
-void ZylPsd::ButOK_Click() {
+std::optional<std::vector<std::string>> ZylPsd::ThreeElements(bool report) {
   std::vector<std::string> elements;
   for (int r = 0; r < ListEle->count(); ++r)
     if (ListEle->item(r)->isSelected()) elements.push_back(ListEle->item(r)->text().toStdString());
   if (elements.size() != 3) {
-    Message(std::string(kMsgSelectThreeElements));
-    return;
+    if (report) Message(std::string(kMsgSelectThreeElements));
+    return std::nullopt;
   }
+  return elements;
+}
+
+void ZylPsd::ButOK_Click() {
+  const auto three = ThreeElements(true);
+  if (!three) return;
+  const std::vector<std::string>& elements = *three;
   SpList->clear();
   ListX->clear();
   ListY->clear();
@@ -168,14 +124,9 @@ void ZylPsd::ButCK_Click() {
 
 std::optional<LppSetup> ZylPsd::CurrentSetup(bool report) {
   LppSetup s;
-  std::vector<std::string> elements;
-  for (int r = 0; r < ListEle->count(); ++r)
-    if (ListEle->item(r)->isSelected()) elements.push_back(ListEle->item(r)->text().toStdString());
-  if (elements.size() != 3) {
-    if (report) Message(std::string(kMsgSelectThreeElements));
-    return std::nullopt;
-  }
-  s.elements = {elements[0], elements[1], elements[2]};
+  const auto elements = ThreeElements(report);
+  if (!elements) return std::nullopt;
+  s.elements = {(*elements)[0], (*elements)[1], (*elements)[2]};
   if (!ListX->currentItem() || !ListY->currentItem()) {
     if (report) Message(std::string(!ListX->currentItem() ? kMsgSelectX : kMsgSelectY));
     return std::nullopt;
@@ -212,27 +163,6 @@ bool ZylPsd::SaveSetup(const QString& path) {
   }
   FileNa->setText(path);
   return true;
-}
-
-void ZylPsd::ButSave_Click() {
-  if (!CurrentSetup()) return;
-  const QString folder = QString::fromStdString((platform::UserDataDir() / "Lpp").string());
-  QDir().mkpath(folder);
-  QString path = QFileDialog::getSaveFileName(this, tr("Save"), folder, tr("Lpp Files (*.lpp)"));
-  if (path.isEmpty()) return;
-  if (!path.endsWith(".lpp", Qt::CaseInsensitive)) path += ".lpp";
-  SaveSetup(path);
-}
-
-void ZylPsd::ButPsd_Click() {
-  if (FileNa->text().isEmpty()) ButSave_Click();
-  else if (!SaveSetup(FileNa->text())) return;
-  if (FileNa->text().isEmpty()) return;
-  if (!launcher_(FileNa->text())) {
-    Message("Can not start the phase stability diagram program zyl-lpp.");
-    return;
-  }
-  close();
 }
 
 }  // namespace zyl::diagrams

@@ -2,28 +2,16 @@
 // The phase stability set-up form: three elements, the two axis gases, the species and the
 // temperature; saves an Lpp set-up (temperature in K) and starts zyl-lpp with its file name.
 
-#include <QString>
-#include <QWidget>
-#include <functional>
-#include <memory>
 #include <optional>
 
 #include "diagrams/lpp_file.h"
-
-class QLineEdit;
-class QListWidget;
-class QPushButton;
-
-namespace zyl::platform {
-class Messages;
-}
+#include "diagrams/window/setup_form.h"
 
 namespace zyl::diagrams {
 
-class ZylPsd : public QWidget {
+class ZylPsd : public SetupForm {
   Q_OBJECT
  public:
-  using Launcher = std::function<bool(const QString& file)>;
   /// source: species of the system (default: the program's databases); neither is owned.
   explicit ZylPsd(QWidget* parent = nullptr, const SpeciesSource* source = nullptr,
                   platform::Messages* messages = nullptr);
@@ -33,34 +21,26 @@ class ZylPsd : public QWidget {
 
   void SelectElements(const QStringList& symbols);  ///< selects in ListEle, then ButOK
   std::optional<LppSetup> CurrentSetup(bool report = true);
-  bool SaveSetup(const QString& path);
-  void SetLauncher(Launcher l) { launcher_ = std::move(l); }
-  QString FileName() const;
-
- signals:
-  void helpRequested(const QString& chapter);
+  bool SaveSetup(const QString& path) override;
 
  public slots:
   void ButOK_Click();
   void ButCK_Click();
-  void ButSave_Click();
-  void ButPsd_Click();
+
+ protected:
+  bool CanSave() override { return CurrentSetup().has_value(); }
 
  private:
   void BuildUi();
-  void Message(const std::string& text);
+  /// The selected symbols of ListEle, or nothing after the message when they are not three.
+  std::optional<std::vector<std::string>> ThreeElements(bool report);
 
   const SpeciesSource* source_;
   std::unique_ptr<SpeciesSource> own_source_;
-  platform::Messages* messages_;
-  std::unique_ptr<platform::Messages> own_messages_;
-  Launcher launcher_;
-  bool celsius_ = true;
 
   QListWidget *ListEle = nullptr, *ListX = nullptr, *ListY = nullptr, *SpList = nullptr;
   QLineEdit *MhTemp = nullptr, *TextXmin = nullptr, *TextXmax = nullptr, *TextYmin = nullptr, *TextYmax = nullptr;
-  QLineEdit* FileNa = nullptr;
-  QPushButton *ButOK = nullptr, *ButCK = nullptr, *ButSave = nullptr, *ButPsd = nullptr;
+  QPushButton *ButOK = nullptr, *ButCK = nullptr;
 };
 
 }  // namespace zyl::diagrams

@@ -20,6 +20,11 @@
 #include "equilibrium/window/result_form.h"
 #include "equilibrium/window/sol_gasm.h"
 #include "mineralogy/window/conversions_window.h"
+#include "diagrams/window/eph_window.h"
+#include "diagrams/window/lpp_window.h"
+#include "diagrams/window/zyl_eph_form.h"
+#include "diagrams/window/zyl_psd_form.h"
+#include "platform/paths.h"
 #include "mineralogy/window/miner_window.h"
 #include "shell/window/settings_form.h"
 #include "platform/window/grid.h"
@@ -181,6 +186,26 @@ int SaveScreenshots(MainMenu& menu, const QString& dir) {
     cv->SetSample({{"CuFeS2", 28.6}, {"FeS2", 22.1}, {"ZnS", 15.0}, {"SiO2", 20.3}, {"CaCO3", 14.0}});
     cv->Convert();
     n += Save(cv, dir, "conversions");
+  }
+  // Eh-pH and phase stability: the set-up forms, and the diagram programs' windows on shipped set-ups.
+  menu.StartEpH();
+  if (auto* eph = Newest<diagrams::ZylEpH>(menu)) {
+    eph->SelectElements({"Fe", "S"});
+    n += Save(eph, dir, "eph-form");
+  }
+  menu.StartLPP();
+  if (auto* psd = Newest<diagrams::ZylPsd>(menu)) {
+    psd->SelectElements({"Cu", "S", "O"});
+    n += Save(psd, dir, "psd-form");
+  }
+  const auto data = platform::DataDir();
+  {
+    diagrams::EphWindow w;
+    if (w.Open(QString::fromStdString((data / "EpH" / "Fe-S-H2O.iep").string()))) n += Save(&w, dir, "eph-window-fe-s-h2o");
+  }
+  {
+    diagrams::LppWindow w;
+    if (w.Open(QString::fromStdString((data / "Lpp" / "Cu-S-O.lpp").string()))) n += Save(&w, dir, "lpp-window");
   }
   return n;
 }

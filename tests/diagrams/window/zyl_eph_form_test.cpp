@@ -8,6 +8,7 @@
 #include <QListWidget>
 #include <QPushButton>
 #include <QTemporaryDir>
+#include <algorithm>
 
 #include "platform/files.h"
 #include "platform/messages.h"
@@ -15,9 +16,12 @@
 namespace zyl::diagrams {
 namespace {
 
-std::vector<std::string> CopperSpecies(const std::string& element) {
-  if (element != "Cu") return {};
-  return {"Cu", "Cu(+2a)", "CuO(a)", "Cu2O", "CuO", "Cu(g)", "Cu(+g)", "Cu(l)"};
+std::vector<std::string> CopperSpecies(const std::vector<std::string>& elements) {
+  if (elements.empty() || elements[0] != "Cu") return {};
+  std::vector<std::string> out = {"Cu", "Cu(+2a)", "CuO(a)", "Cu2O", "CuO", "Cu(g)", "Cu(+g)", "Cu(l)"};
+  if (std::find(elements.begin(), elements.end(), "S") != elements.end())
+    out.insert(out.end(), {"CuS", "H2S(a)", "SO4(-2a)"});
+  return out;
 }
 
 struct Form {
@@ -64,6 +68,47 @@ TEST(ZylEpHForm, ListsSpeciesAndRefuses) {
   EXPECT_EQ(s->eh_min, -2);
   EXPECT_EQ(s->ph_max, 14);
   EXPECT_EQ(s->elements.at(0).log_activity, -6);
+}
+
+TEST(ZylEpHForm, OtherElementsAddTheirSpeciesAndEnterTheSetup) {
+  Form f;
+  f.form.SelectElements({"Cu", "S"});
+  EXPECT_EQ(f.SpList()->count(), 10);
+  EXPECT_FALSE(f.SpList()->findItems("CuS", Qt::MatchExactly).isEmpty());
+  EXPECT_FALSE(f.SpList()->findItems("H2S(a)", Qt::MatchExactly).isEmpty());
+  auto s = f.form.CurrentSetup();
+  ASSERT_TRUE(s);
+  ASSERT_EQ(s->elements.size(), 2u);
+  EXPECT_EQ(s->elements[1].symbol, "S");
+  // The main element picked again among the others is not a second element.
+  f.form.SelectElements({"Cu", "Cu"});
+  s = f.form.CurrentSetup();
+  ASSERT_TRUE(s);
+  EXPECT_EQ(s->elements.size(), 1u);
+}
+
+TEST(ZylEpHForm, BadFieldsAndAFailedStartSayWhy) {
+  Form f;
+  f.form.SelectElements({"Cu"});
+  f.Edit("TextAct")->setText("abc");
+  EXPECT_FALSE(f.form.CurrentSetup());
+  EXPECT_EQ(f.msgs.Last(), "Please, enter numbers for the activity, the pressure and the axis limits.");
+  f.Edit("TextAct")->setText("-6");
+  f.Edit("TempRange1")->setText("-300");
+  EXPECT_FALSE(f.form.CurrentSetup());
+  EXPECT_EQ(f.msgs.Last(), "Please, enter temperatures above 0 K.");
+  f.Edit("TempRange1")->setText("25");
+  f.Edit("TextPhMax")->setText("-1");
+  EXPECT_FALSE(f.form.CurrentSetup());
+  EXPECT_EQ(f.msgs.Last(), "The axis limits must be increasing: Eh min < Eh max and pH min < pH max.");
+  f.Edit("TextPhMax")->setText("14");
+  QTemporaryDir dir;
+  ASSERT_TRUE(f.form.SaveSetup(dir.filePath("cu.iep")));
+  f.form.SetLauncher([](const QString&) { return false; });
+  f.form.ButPsd_Click();
+  EXPECT_EQ(f.msgs.Last(), "Can not start the Eh - pH diagram program zyl-eph.");
+  EXPECT_FALSE(f.form.SaveSetup("/nonexistent-dir/cu.iep"));  // the writer's message, nothing written
+  EXPECT_NE(f.msgs.Last().find("nonexistent-dir"), std::string::npos) << f.msgs.Last();
 }
 
 TEST(ZylEpHForm, UnitToggleConvertsTemperatures) {

@@ -49,6 +49,39 @@ TEST(ZylPsdForm, ExactlyThreeElementsFillTheLists) {
   EXPECT_EQ(p.List("ListY")->count(), 0);
 }
 
+TEST(ZylPsdForm, EveryRefusalHasItsMessage) {
+  Psd p;
+  EXPECT_FALSE(p.form.CurrentSetup());
+  EXPECT_EQ(p.msgs.Last(), "Please, select THREE Elements");
+  p.form.SelectElements({"Cu", "S", "O"});
+  p.List("ListX")->setCurrentItem(nullptr);
+  EXPECT_FALSE(p.form.CurrentSetup());
+  EXPECT_EQ(p.msgs.Last(), "Please, select X - axis also");
+  p.List("ListX")->setCurrentRow(0);
+  p.List("ListY")->setCurrentItem(nullptr);
+  EXPECT_FALSE(p.form.CurrentSetup());
+  EXPECT_EQ(p.msgs.Last(), "Please, select Y - axis also");
+  p.List("ListY")->setCurrentRow(0);
+  EXPECT_FALSE(p.form.CurrentSetup());
+  EXPECT_EQ(p.msgs.Last(), "Please, select different axises.");
+  p.List("ListY")->setCurrentRow(1);
+  p.form.findChild<QLineEdit*>("TextXmax")->setText("-30");
+  EXPECT_FALSE(p.form.CurrentSetup());
+  EXPECT_EQ(p.msgs.Last(), "Please, enter a temperature above 0 K and increasing axis limits.");
+  p.form.findChild<QLineEdit*>("TextXmax")->setText("0");
+  p.List("SpList")->clearSelection();
+  p.List("SpList")->item(0)->setSelected(true);
+  p.List("SpList")->item(1)->setSelected(true);
+  EXPECT_FALSE(p.form.CurrentSetup());
+  EXPECT_EQ(p.msgs.Last(), "Please, select at least three Species");
+  p.List("SpList")->item(2)->setSelected(true);
+  QTemporaryDir dir;
+  ASSERT_TRUE(p.form.SaveSetup(dir.filePath("x.lpp")));
+  p.form.SetLauncher([](const QString&) { return false; });
+  p.form.ButPsd_Click();
+  EXPECT_EQ(p.msgs.Last(), "Can not start the phase stability diagram program zyl-lpp.");
+}
+
 TEST(ZylPsdForm, SavesKelvinAndStartsTheProgramThatDrawsIt) {
   Psd p;
   p.form.SelectElements({"Cu", "S", "O"});
