@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <regex>
-
+#include "cell_cli.h"
 #include "common/temp_dir.h"
 
 namespace zyl::cell {
@@ -92,17 +90,8 @@ TEST(CellSheet, CommandLineReadsTheSavedSheet) {
   platform::Workbook book("Cell");
   NewCellBook(&book);
   ASSERT_EQ(book.Save(dir / "Daniell.xlsx"), "");
-  std::string cmd = std::string(ZYL_BIN_DIR) + "/zyl cell " + (dir / "Daniell.xlsx").string() + " --json --write " +
-                    (dir / "Daniell.CEL").string();
-  FILE* p = popen(cmd.c_str(), "r");
-  ASSERT_NE(p, nullptr);
-  std::string out;
-  char buf[256];
-  while (std::fgets(buf, sizeof buf, p)) out += buf;
-  ASSERT_EQ(pclose(p), 0) << out;
-  std::smatch m;
-  ASSERT_TRUE(std::regex_search(out, m, std::regex(R"("E0": ([0-9.]+))"))) << out;
-  EXPECT_NEAR(std::stod(m[1]), 1.10, 0.01);
+  EXPECT_NEAR(testing::CliE0((dir / "Daniell.xlsx").string() + " --write " + (dir / "Daniell.CEL").string()), 1.10,
+              0.01);
   EXPECT_TRUE(std::filesystem::exists(dir / "CELL.INI"));
 }
 
