@@ -33,5 +33,7 @@ pybind11::object Result(const Temperatures& t, pybind11::array_t<double>& values
 
 /// Bindings of further subsystems, called by the module's initialisation.
 void BindBalance(pybind11::module_& m);
+void BindDiagrams(pybind11::module_& m);
+void BindEquilibrium(pybind11::module_& m);
 
 }  // namespace zyl::python

@@ -7,8 +7,11 @@
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
+#include <dlfcn.h>
+
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 #include <optional>
 #include <filesystem>
@@ -293,6 +296,30 @@ class Reaction {
   bool has_potential_ = false;
 };
 
+// ---------------------------------------------------------------- data folder
+
+/// The shipped data relative to the module's own file: ZYL_DATA_DIR when set; else, going up at most four
+/// folders from the module, the first "share/zyl" or "data" holding "Databases" (installed
+/// <prefix>/lib/python3/dist-packages/zyl.so -> <prefix>/share/zyl, the same in a venv, and the build tree
+/// inside the source tree -> <source>/data); else the source tree the module was built from.
+fs::path ModuleDataDir() {
+  constexpr int kLevels = 4;
+  std::error_code ec;
+  auto has_data = [&](const fs::path& d) { return fs::is_directory(d / "Databases", ec); };
+  if (const char* env = std::getenv("ZYL_DATA_DIR"); env && *env && has_data(env)) return fs::path(env);
+  Dl_info info{};
+  if (dladdr(reinterpret_cast<void*>(&ModuleDataDir), &info) && info.dli_fname) {
+    fs::path dir = fs::weakly_canonical(fs::absolute(info.dli_fname, ec), ec).parent_path();
+    for (int i = 0; i < kLevels && !dir.empty(); ++i, dir = dir.parent_path()) {
+      for (const fs::path& candidate : {dir / "share" / "zyl", dir / "data"})
+        if (has_data(candidate)) return candidate;
+      if (dir == dir.root_path()) break;
+    }
+  }
+  if (has_data(ZYL_SOURCE_DATA_DIR)) return fs::path(ZYL_SOURCE_DATA_DIR);
+  return {};
+}
+
 }  // namespace
 
 }  // namespace zyl::python
@@ -307,6 +334,7 @@ PYBIND11_MODULE(zyl, m) {
       "message the command line `zyl` prints.";
   m.attr("__version__") = ZYL_VERSION;
   py::register_exception<Error>(m, "Error", PyExc_RuntimeError);
+  if (fs::path data = ModuleDataDir(); !data.empty()) zyl::platform::SetDataDir(data);
 
   m.def(
       "open_databases",
@@ -330,7 +358,9 @@ PYBIND11_MODULE(zyl, m) {
       "The open databases: {\"own\": path or None, \"main\": path or None}.");
   m.def(
       "data_dir", [] { return zyl::platform::DataDir().string(); },
-      "The installation's data folder (shipped databases and element table).");
+      "The installation's data folder (shipped databases, element table, set-ups), found relative to the\n"
+      "module: $ZYL_DATA_DIR when set, else <prefix>/share/zyl of the installation (system or venv) or\n"
+      "the source tree's data folder for a module in the build tree.");
 
   m.def(
       "formula_weight", [](const std::string& f) { return Weigh(f).formula_weight; }, py::arg("formula"),
@@ -385,4 +415,6 @@ PYBIND11_MODULE(zyl, m) {
       "equation, a missing species or an unbalanced equation.");
 
   BindBalance(m);
+  BindDiagrams(m);
+  BindEquilibrium(m);
 }

@@ -6,6 +6,8 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "thermo/constants.h"
+
 namespace zyl::balance {
 
 namespace {
@@ -38,7 +40,7 @@ std::string CheckWall(const WallInput& in) {
   }
   for (const auto* f : {&in.inside, &in.outside}) {
     const char* side = f == &in.inside ? "Inside" : "Outside";
-    if (!std::isfinite(f->t_c) || f->t_c <= -kWallKelvinOffset)
+    if (!std::isfinite(f->t_c) || f->t_c <= -thermo::kCelsiusOffset)
       return fmt::format("{}: the temperature must be above absolute zero.", side);
     if (!(f->h >= 0) || !std::isfinite(f->h)) return fmt::format("{}: the convection coefficient can not be negative.", side);
     if (!(f->emissivity >= 0 && f->emissivity <= 1)) return fmt::format("{}: the emissivity must be 0 to 1.", side);
@@ -69,7 +71,7 @@ WallResult SolveWall(const WallInput& in) {
   r.inner_area = in.shape == WallShape::Flat ? in.area : kTwoPi * in.inner_radius * in.length;
   r.outer_area = in.shape == WallShape::Flat ? in.area : kTwoPi * radius * in.length;
 
-  const double tin = in.inside.t_c + kWallKelvinOffset, tout = in.outside.t_c + kWallKelvinOffset;
+  const double tin = in.inside.t_c + thermo::kCelsiusOffset, tout = in.outside.t_c + thermo::kCelsiusOffset;
   // Surface temperatures by successive linearisation of the radiation terms; the film resistances are
   // monotone in the surface temperatures, so this converges from the linear (convection-only) start.
   double s1 = tin - (tin - tout) * 0.1, s2 = tout + (tin - tout) * 0.1;
@@ -99,13 +101,13 @@ WallResult SolveWall(const WallInput& in) {
     r.error = "The surface temperatures did not converge.";
     return r;
   }
-  r.t_inner_surface = s1 - kWallKelvinOffset;
-  r.t_outer_surface = s2 - kWallKelvinOffset;
+  r.t_inner_surface = s1 - thermo::kCelsiusOffset;
+  r.t_outer_surface = s2 - thermo::kCelsiusOffset;
   r.flux_outer = r.q_w / r.outer_area;
   double t = s1;
   for (std::size_t i = 0; i + 1 < layer_r.size(); ++i) {
     t -= r.q_w * layer_r[i];
-    r.interfaces.push_back(t - kWallKelvinOffset);
+    r.interfaces.push_back(t - thermo::kCelsiusOffset);
   }
   return r;
 }
@@ -145,7 +147,7 @@ std::string ParseWallJson(std::string_view text, WallInput* out) {
     const auto& f = j[key];
     if (!f.is_object()) return fmt::format("\"{}\" must be an object {{T, h, emissivity}}.", key);
     if (!(e = number(f, "T", &face->t_c)).empty()) return e;
-    if (unit == "K" && f.contains("T")) face->t_c -= kWallKelvinOffset;
+    if (unit == "K" && f.contains("T")) face->t_c -= thermo::kCelsiusOffset;
     if (!(e = number(f, "h", &face->h)).empty()) return e;
     if (!(e = number(f, "emissivity", &face->emissivity)).empty()) return e;
   }

@@ -9,8 +9,8 @@
 namespace zyl::balance {
 
 inline constexpr int kMaxWallLayers = 10;
+inline constexpr std::string_view kWallLossText = "Wall heat loss";  ///< description of the balance's heat row
 inline constexpr double kStefanBoltzmann = 5.670374419e-8;  ///< W/(m2 K4), CODATA 2018 exact
-inline constexpr double kWallKelvinOffset = 273.15;  ///< K at 0 °C
 
 enum class WallShape { Flat, Cylinder };
 
@@ -63,6 +63,6 @@ WallResult SolveWall(const WallInput& in);
 std::string ParseWallJson(std::string_view text, WallInput* out);
 
 /// The balance's heat-loss line "description value" with the flow in kW (kWh per hour of operation).
-std::string HeatLossLine(const WallResult& r, std::string_view description = "Wall heat loss");
+std::string HeatLossLine(const WallResult& r, std::string_view description = kWallLossText);
 
 }  // namespace zyl::balance

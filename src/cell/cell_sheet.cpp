@@ -22,7 +22,35 @@ int EnsureSheet(platform::Workbook* book, const char* name) {
   return i;
 }
 
+constexpr int kSpeciesCols = 7;  ///< A..G: species, T, amount, P, phase, extra name, extra amount
+constexpr int kOptionRows = 4;   ///< T, P, Q, title
+
+/// Where the reader finds the species rows and the options: through the names, else their default places.
+struct CellAreas {
+  int sheet = -1;
+  platform::RangeRef species{"", kCellFirstRow, 0, kCellLastRow, kSpeciesCols - 1};
+  platform::RangeRef options{"", 0, kOptionsCol - 1, kOptionRows - 1, kOptionsCol};
+};
+
+CellAreas FindAreas(const platform::Workbook& book) {
+  CellAreas a;
+  auto species = book.FindName(kSpeciesArea);
+  if (species && species->c2 - species->c1 + 1 >= kSpeciesCols) a.species = *species;
+  auto options = book.FindName(kOptionsArea);
+  if (options && options->r2 - options->r1 + 1 >= kOptionRows) a.options = *options;
+  a.sheet = species ? book.FindSheet(a.species.sheet) : book.FindSheet(kCellSheet);
+  if (a.sheet < 0 && book.SheetCount() > 0) a.sheet = 0;
+  return a;
+}
+
 }  // namespace
+
+void DefineCellAreas(platform::Workbook* book) {
+  CellAreas a;
+  a.species.sheet = a.options.sheet = kCellSheet;
+  book->DefineName(kSpeciesArea, a.species);
+  book->DefineName(kOptionsArea, a.options);
+}
 
 void NewCellBook(platform::Workbook* book) {
   int ci = EnsureSheet(book, kCellSheet);
@@ -57,37 +85,42 @@ void NewCellBook(platform::Workbook* book) {
   phase("Cathode");
   species("Cu", 0.001);
   species("Cu(+2a)", 0.001);
+  DefineCellAreas(book);
   UpdateCompositions(book);
 }
 
 std::string CellFromSheet(const platform::Workbook& book, CellSystem* out) {
-  int ci = book.FindSheet(kCellSheet);
-  if (ci < 0) ci = 0;
   if (book.SheetCount() == 0) return "The workbook has no sheet.";
-  const platform::Sheet& s = book.sheet(ci);
-  if (platform::Trim(s.InputText(0, 0)) != "Species" || platform::Trim(s.InputText(0, 4)) != "Phase")
+  const CellAreas a = FindAreas(book);
+  const platform::Sheet& s = book.sheet(a.sheet);
+  const int c0 = a.species.c1;                           // species name column
+  const int header = std::max(0, a.species.r1 - kCellFirstRow);  // headers two rows above the first species
+  if (platform::Trim(s.InputText(header, c0)) != "Species" || platform::Trim(s.InputText(header, c0 + 4)) != "Phase")
     return "This is not a cell sheet: A1 should read \"Species\" and E1 \"Phase\".";
+  const platform::Sheet& o = book.sheet(std::max(0, book.FindSheet(a.options.sheet.empty() ? kCellSheet
+                                                                                          : a.options.sheet)));
+  const int orow = a.options.r1, ocol = a.options.c2;
   CellSystem sys;
-  sys.t_c = s.Number(0, kOptionsCol).value_or(25);
-  sys.p_bar = s.Number(1, kOptionsCol).value_or(1);
-  sys.charge = s.Number(2, kOptionsCol).value_or(0);
-  sys.title = platform::Trim(s.DisplayText(3, kOptionsCol));
-  for (int r = kCellFirstRow; r <= std::min(kCellLastRow, s.LastRow()); ++r) {
-    std::string phase = platform::Trim(s.InputText(r, 4));
-    std::string name = platform::Trim(s.InputText(r, 0));
+  sys.t_c = o.Number(orow, ocol).value_or(25);
+  sys.p_bar = o.Number(orow + 1, ocol).value_or(1);
+  sys.charge = o.Number(orow + 2, ocol).value_or(0);
+  sys.title = platform::Trim(o.DisplayText(orow + 3, ocol));
+  for (int r = a.species.r1; r <= std::min(a.species.r2, s.LastRow()); ++r) {
+    std::string phase = platform::Trim(s.InputText(r, c0 + 4));
+    std::string name = platform::Trim(s.InputText(r, c0));
     if (!phase.empty()) sys.phases.push_back({phase, {}});
     if (!name.empty()) {
       if (sys.phases.empty()) return fmt::format("Row {}: {} comes before any phase row.", r + 1, name);
       CellSpecies sp;
       sp.name = name;
-      sp.t_c = s.Number(r, 1).value_or(sys.t_c);
-      auto amount = s.Number(r, 2);
+      sp.t_c = s.Number(r, c0 + 1).value_or(sys.t_c);
+      auto amount = s.Number(r, c0 + 2);
       if (!amount) return fmt::format("Row {}: the amount of {} is not a number.", r + 1, name);
       sp.amount = *amount * kMolPerKmol;
       sys.phases.back().species.push_back(sp);
     }
-    std::string extra = platform::Trim(s.InputText(r, 5));
-    if (!extra.empty()) sys.extra.emplace_back(extra, s.Number(r, 6).value_or(0));
+    std::string extra = platform::Trim(s.InputText(r, c0 + 5));
+    if (!extra.empty()) sys.extra.emplace_back(extra, s.Number(r, c0 + 6).value_or(0));
   }
   if (sys.phases.empty()) return "The cell sheet has no phase.";
   *out = std::move(sys);
@@ -96,22 +129,27 @@ std::string CellFromSheet(const platform::Workbook& book, CellSystem* out) {
 
 void UpdateCompositions(platform::Workbook* book) {
   int ci = EnsureSheet(book, kCellSheet);
+  if (!book->FindName(kSpeciesArea)) DefineCellAreas(book);
+  const CellAreas a = FindAreas(*book);
+  ci = a.sheet;
   int pi = EnsureSheet(book, kCompSheet);
   const platform::Sheet& s = book->sheet(ci);
+  const std::string sheet_ref = platform::QuoteSheetName(s.name()) + "!";
+  const std::string amount_col = platform::ColumnName(a.species.c1 + 2);
   platform::Sheet& p = book->sheet(pi);
   p.ClearAll(0, 0, platform::kMaxRows - 1, platform::kMaxCols - 1);
   const char* headers[] = {"Species", "kmol", "kg", "mol-%", "wt-%"};
   p.SetText(0, 0, "Content");
   for (int c = 0; c < 5; ++c) p.SetText(1, c, headers[c]);
   int r = 2;
-  for (int row = kCellFirstRow; row <= std::min(kCellLastRow, s.LastRow()); ++row) {
-    std::string name = platform::Trim(s.InputText(row, 0));
+  for (int row = a.species.r1; row <= std::min(a.species.r2, s.LastRow()); ++row) {
+    std::string name = platform::Trim(s.InputText(row, a.species.c1));
     if (name.empty()) continue;
     double mw = thermo::MolarMass(name);
-    std::string n = std::to_string(row + 1);
+    std::string cell = sheet_ref + amount_col + std::to_string(row + 1);
     p.SetText(r, 0, name);
-    p.SetFormula(r, 1, "Cell!C" + n);
-    p.SetFormula(r, 2, fmt::format("Cell!C{}*{:.6g}", n, mw));
+    p.SetFormula(r, 1, cell);
+    p.SetFormula(r, 2, fmt::format("{}*{:.6g}", cell, mw));
     ++r;
   }
   const int first = 3, last = r;  // 1-based rows of the species
@@ -126,6 +164,7 @@ void UpdateCompositions(platform::Workbook* book) {
   p.SetFormula(total, 3, fmt::format("SUM(D{}:D{})", first, last));
   p.SetFormula(total, 4, fmt::format("SUM(E{}:E{})", first, last));
   p.SetNumberFormat(2, 1, total, 4, "0.000");
+  book->DefineName(kCompositionsArea, {p.name(), 0, 0, total, 4});
   book->Recalculate();
 }
 

@@ -20,7 +20,15 @@ fs::path ProgramDir() {
   return exe.parent_path();
 }
 
+static fs::path& DataDirOverride() {
+  static fs::path dir;
+  return dir;
+}
+
+void SetDataDir(const fs::path& dir) { DataDirOverride() = dir; }
+
 fs::path DataDir() {
+  if (!DataDirOverride().empty()) return DataDirOverride();
   static const fs::path dir = [] {
     std::error_code ec;
     const fs::path prog = ProgramDir();

@@ -12,6 +12,9 @@ std::filesystem::path ProgramDir();
 /// The installation's data folder (holds "Databases", "Reaction", "Tpp", ...). Looked for, in order:
 /// <program>/../share/zyl, <program>/data, then the source tree's data folder.
 std::filesystem::path DataDir();
+/// Makes DataDir return `dir` from now on: for a library loaded by another program (the Python module finds
+/// the data relative to its own file). Call before the data are first used.
+void SetDataDir(const std::filesystem::path& dir);
 
 /// $XDG_CONFIG_HOME/zyl (default ~/.config/zyl): the settings file lives here.
 std::filesystem::path ConfigDir();

@@ -697,14 +697,29 @@ int WorkbookImpl::IndexOf(const Sheet* s) const {
 }
 
 std::shared_ptr<const FormulaCode> WorkbookImpl::Compile(std::string_view text, std::uint32_t sheet) const {
-  return CompileFormula(text, sheet, [this](std::string_view name, std::uint32_t* id) {
+  auto resolve_sheet = [this](std::string_view name, std::uint32_t* id) {
     for (const auto& s : sheets)
       if (EqualsNoCase(s->name_, name)) {
         *id = s->id_;
         return true;
       }
     return false;
-  });
+  };
+  NameResolver resolve_name;
+  if (!names.empty())
+    resolve_name = [this](std::string_view name, RefArea* area) {
+      const DefinedName* n = FindName(name);
+      if (!n) return false;
+      *area = {n->sheet, n->r1, n->c1, n->r2, n->c2};
+      return true;
+    };
+  return CompileFormula(text, sheet, resolve_sheet, resolve_name);
+}
+
+const WorkbookImpl::DefinedName* WorkbookImpl::FindName(std::string_view name) const {
+  for (const auto& n : names)
+    if (EqualsNoCase(n.name, name)) return &n;
+  return nullptr;
 }
 
 std::uint32_t WorkbookImpl::ResolveSheet(const RefToken& t, std::uint32_t self) const {
@@ -910,6 +925,21 @@ void WorkbookImpl::RewriteAll(const std::function<bool(RefToken&, std::uint32_t)
       for (auto& [r, cell] : col)
         if (cell.has_formula())
           cell.formula = RewriteRefs(cell.formula, [&](RefToken& t) { return fn(t, s->id_); });
+  // Names move with their blocks as an absolute reference on their sheet would; one that loses it is dropped.
+  std::erase_if(names, [&](DefinedName& n) {
+    const Sheet* s = SheetById(n.sheet);
+    if (!s) return true;
+    RefToken t;
+    t.has_sheet = true;
+    t.sheet = s->name_;
+    t.is_range = true;
+    t.r1 = n.r1, t.c1 = n.c1, t.r2 = n.r2, t.c2 = n.c2;
+    t.r1_abs = t.c1_abs = t.r2_abs = t.c2_abs = true;
+    if (!fn(t, n.sheet)) return true;
+    n.r1 = std::min(t.r1, t.r2), n.r2 = std::max(t.r1, t.r2);
+    n.c1 = std::min(t.c1, t.c2), n.c2 = std::max(t.c1, t.c2);
+    return false;
+  });
 }
 
 void WorkbookImpl::Emit(const WorkbookEvent& e) {
@@ -1090,6 +1120,59 @@ std::optional<CellValue> Workbook::ValueOf(std::string_view ref, int default_she
 }
 
 std::size_t Workbook::FormulaCount() const { return impl_->formulas.size(); }
+
+// ---------------------------------------------------------------------------------------------------------------
+// Defined names
+
+std::string Workbook::CheckName(std::string_view name) {
+  constexpr std::size_t kMaxNameLength = 255;
+  if (name.empty()) return "A name can not be empty.";
+  if (name.size() > kMaxNameLength) return "A name can have at most 255 characters.";
+  auto alpha = [](char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_'; };
+  auto digit = [](char c) { return c >= '0' && c <= '9'; };
+  if (!alpha(name[0])) return "A name must begin with a letter or _.";
+  for (char c : name)
+    if (!alpha(c) && !digit(c) && c != '.') return "A name can hold only letters, digits, _ and \".\".";
+  if (ParseCellRef(name) || EqualsNoCase(name, "TRUE") || EqualsNoCase(name, "FALSE"))
+    return "\"" + std::string(name) + "\" is a cell reference or a value, not a name.";
+  return {};
+}
+
+std::string Workbook::DefineName(std::string_view name, const RangeRef& range) {
+  std::string err = CheckName(name);
+  if (!err.empty()) return err;
+  int si = FindSheet(range.sheet);
+  if (si < 0) return "No sheet named \"" + range.sheet + "\" for the name " + std::string(name) + ".";
+  if (range.r1 < 0 || range.c1 < 0 || range.r2 >= kMaxRows || range.c2 >= kMaxCols || range.r1 > range.r2 ||
+      range.c1 > range.c2)
+    return "The block of the name " + std::string(name) + " is not on the sheet.";
+  WorkbookImpl::DefinedName n{std::string(name), sheet(si).id_, range.r1, range.c1, range.r2, range.c2};
+  auto it = std::find_if(impl_->names.begin(), impl_->names.end(),
+                         [&](const auto& d) { return EqualsNoCase(d.name, name); });
+  if (it != impl_->names.end()) *it = std::move(n);
+  else impl_->names.push_back(std::move(n));
+  if (!impl_->formulas.empty()) impl_->RebuildAll();
+  return {};
+}
+
+bool Workbook::DeleteName(std::string_view name) {
+  auto removed = std::erase_if(impl_->names, [&](const auto& d) { return EqualsNoCase(d.name, name); });
+  if (removed && !impl_->formulas.empty()) impl_->RebuildAll();
+  return removed > 0;
+}
+
+std::optional<RangeRef> Workbook::FindName(std::string_view name) const {
+  const WorkbookImpl::DefinedName* n = impl_->FindName(name);
+  if (!n) return std::nullopt;
+  return RangeRef{impl_->SheetById(n->sheet)->name(), n->r1, n->c1, n->r2, n->c2};
+}
+
+std::vector<std::pair<std::string, RangeRef>> Workbook::Names() const {
+  std::vector<std::pair<std::string, RangeRef>> out;
+  for (const auto& n : impl_->names)
+    out.emplace_back(n.name, RangeRef{impl_->SheetById(n.sheet)->name(), n.r1, n.c1, n.r2, n.c2});
+  return out;
+}
 
 int Workbook::AddListener(Listener fn) {
   int id = impl_->next_listener++;

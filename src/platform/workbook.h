@@ -341,6 +341,21 @@ class Workbook {
   /// Number of formula cells.
   std::size_t FormulaCount() const;
 
+  // Defined names: workbook-wide names of blocks ("SPECIES" -> Cell!$A$3:$G$200). Names are case-insensitive,
+  // follow their sheet through renames and moves and their block through inserted and deleted rows and columns;
+  // a name whose block or sheet is deleted is dropped. Formulas may use a name wherever a block can stand.
+  /// Whether text can be a name: a letter or '_' first, then letters, digits, '_' or '.'; at most 255 characters;
+  /// not a cell reference ("A1", "IV65536") nor TRUE/FALSE. Error text or "".
+  static std::string CheckName(std::string_view name);
+  /// Defines or redefines a name for a block; range.sheet names an existing sheet. Error text or "".
+  std::string DefineName(std::string_view name, const RangeRef& range);
+  /// Removes a name; false when there was none.
+  bool DeleteName(std::string_view name);
+  /// The block of a name (sheet filled in), nullopt when the name is not defined.
+  std::optional<RangeRef> FindName(std::string_view name) const;
+  /// Every name with its block, in the order defined.
+  std::vector<std::pair<std::string, RangeRef>> Names() const;
+
   // Change notification
   using Listener = std::function<void(const WorkbookEvent&)>;
   int AddListener(Listener fn);

@@ -373,8 +373,9 @@ const FnInfo* FindFunction(std::string_view name) {
 
 class Compiler {
  public:
-  Compiler(const std::vector<Token>& toks, FormulaCode* code, std::uint32_t self, const SheetResolver& resolve)
-      : toks_(toks), code_(code), self_(self), resolve_(resolve) {}
+  Compiler(const std::vector<Token>& toks, FormulaCode* code, std::uint32_t self, const SheetResolver& resolve,
+           const NameResolver& names)
+      : toks_(toks), code_(code), self_(self), resolve_(resolve), names_(names) {}
 
   bool Run() {
     Skip();
@@ -512,12 +513,20 @@ class Compiler {
         code_->ops.push_back(op);
         ++pos_;
         return true;
-      case Token::Name:
-        op.kind = FormulaOp::Err;
-        op.fn = std::uint8_t(CellError::Name);
+      case Token::Name: {
+        RefArea a;
+        if (names_ && names_(t->text, &a)) {
+          op.kind = a.r1 == a.r2 && a.c1 == a.c2 ? FormulaOp::Ref : FormulaOp::Area;
+          op.index = std::uint32_t(code_->refs.size());
+          code_->refs.push_back(a);
+        } else {
+          op.kind = FormulaOp::Err;
+          op.fn = std::uint8_t(CellError::Name);
+        }
         code_->ops.push_back(op);
         ++pos_;
         return true;
+      }
       case Token::Ref: {
         std::uint32_t sheet = self_;
         if (t->ref.has_sheet && !resolve_(t->ref.sheet, &sheet)) {
@@ -608,6 +617,7 @@ class Compiler {
   FormulaCode* code_;
   std::uint32_t self_;
   const SheetResolver& resolve_;
+  const NameResolver& names_;
   std::size_t pos_ = 0;
 };
 
@@ -1398,14 +1408,14 @@ std::string NormalizeFormula(std::string_view formula) {
 }
 
 std::shared_ptr<const FormulaCode> CompileFormula(std::string_view formula, std::uint32_t self,
-                                                  const SheetResolver& resolve) {
+                                                  const SheetResolver& resolve, const NameResolver& names) {
   auto code = std::make_shared<FormulaCode>();
   std::vector<Token> toks;
   bool ok = formula.size() <= kMaxFormulaLength;
   if (!ok) code->error = "formula too long";
   if (ok) ok = Tokenize(formula, &toks, &code->error);
   if (ok) {
-    Compiler c(toks, code.get(), self, resolve);
+    Compiler c(toks, code.get(), self, resolve, names);
     ok = c.Run();
   }
   if (!ok) {

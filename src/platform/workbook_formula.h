@@ -72,9 +72,12 @@ struct FormulaCode {
 /// Resolves a sheet name (unquoted) to a sheet id; returns false when there is no such sheet.
 using SheetResolver = std::function<bool(std::string_view name, std::uint32_t* id)>;
 
-/// Compiles a formula (without '=') written on sheet `self`.
+/// Resolves a defined name (upper case) to its block; returns false when the name is not defined.
+using NameResolver = std::function<bool(std::string_view name, RefArea* area)>;
+
+/// Compiles a formula (without '=') written on sheet `self`. A name that `names` does not resolve is #NAME?.
 std::shared_ptr<const FormulaCode> CompileFormula(std::string_view formula, std::uint32_t self,
-                                                  const SheetResolver& resolve);
+                                                  const SheetResolver& resolve, const NameResolver& names = {});
 
 /// Evaluates compiled code against the workbook's current cell values.
 CellValue EvaluateFormula(const FormulaCode& code, const WorkbookImpl& book);

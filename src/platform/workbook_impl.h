@@ -60,6 +60,15 @@ struct WorkbookImpl {
   std::uint32_t epoch = 0;                                              ///< recalculation pass counter
   std::unordered_set<std::uint64_t> pending;  ///< changed cells not yet recalculated (manual mode)
 
+  /// A defined name: its block on a sheet (by id, so renames and moves keep it).
+  struct DefinedName {
+    std::string name;  ///< as defined (looked up without case)
+    std::uint32_t sheet = 0;
+    int r1 = 0, c1 = 0, r2 = 0, c2 = 0;
+  };
+  std::vector<DefinedName> names;
+  const DefinedName* FindName(std::string_view name) const;
+
   // Listeners
   std::vector<std::pair<int, Workbook::Listener>> listeners;
   int next_listener = 1;

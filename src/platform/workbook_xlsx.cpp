@@ -52,6 +52,16 @@ std::string ForeignFormula(const std::string& formula, bool quote_cell_like) {
          });
 }
 
+/// A defined name's block as the file writes it: "=Cell!$A$3:$G$200".
+std::string NameFormula(const RangeRef& r, bool quote_cell_like) {
+  std::string sheet = QuoteSheetName(r.sheet);
+  if (quote_cell_like && CellLikeName(r.sheet) && sheet[0] != '\'') sheet = "'" + sheet + "'";
+  auto cell = [](int row, int col) { return "$" + ColumnName(col) + "$" + std::to_string(row + 1); };
+  std::string s = "=" + sheet + "!" + cell(r.r1, r.c1);
+  if (r.r1 != r.r2 || r.c1 != r.c2) s += ":" + cell(r.r2, r.c2);
+  return s;
+}
+
 }  // namespace
 
 std::string WriteXlsx(const Workbook& wb, const std::filesystem::path& path) {
@@ -126,6 +136,11 @@ std::string WriteXlsx(const Workbook& wb, const std::filesystem::path& path) {
       }
     });
     if (sh.Protected()) worksheet_protect(ws, nullptr, nullptr);
+  }
+  for (const auto& [name, range] : wb.Names()) {
+    if (!error.empty()) break;
+    if (workbook_define_name(book, name.c_str(), NameFormula(range, true).c_str()) != LXW_NO_ERROR)
+      error = "Could not write the name " + name + ".";
   }
   lxw_error e = workbook_close(book);
   if (error.empty() && e != LXW_NO_ERROR) error = std::string("Could not write the workbook: ") + lxw_strerror(e);
@@ -581,6 +596,22 @@ bool ReadSheet(Zip& zip, const std::string& part, Workbook* out, int index, cons
   return ok;
 }
 
+/// Workbook-wide names of blocks; names of one sheet, built-in names (print areas) and names of constants or
+/// formulas are left out. Read before the cells, so no formula is recompiled per name.
+void ReadDefinedNames(pugi::xml_node names, Workbook* out) {
+  constexpr int kMaxNames = 10000;
+  int count = 0;
+  Children(names, "definedName", [&](pugi::xml_node n) {
+    std::string name = Attr(n, "name").value();
+    if (count >= kMaxNames || Attr(n, "localSheetId") || name.rfind("_xlnm.", 0) == 0) return;
+    std::string_view text = n.child_value();
+    if (!text.empty() && text[0] == '=') text.remove_prefix(1);
+    auto range = ParseRangeRef(text);
+    if (!range || range->sheet.empty()) return;
+    if (out->DefineName(name, *range).empty()) ++count;
+  });
+}
+
 }  // namespace
 
 std::string ReadXlsx(std::string_view bytes, Workbook* out) {
@@ -631,6 +662,7 @@ std::string ReadXlsx(std::string_view bytes, Workbook* out) {
     std::string e = out->InsertSheet(name);
     if (!e.empty()) return "Bad sheet name \"" + name + "\" in the file: " + e;
   }
+  ReadDefinedNames(Child(root, "definedNames"), out);
   std::size_t cells = 0;
   for (std::size_t i = 0; i < sheets.size(); ++i)
     if (!ReadSheet(zip, sheets[i].second, out, int(i), strings, xf_style, &cells, &error)) return error;

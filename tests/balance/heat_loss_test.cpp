@@ -5,6 +5,8 @@
 #include <cmath>
 #include <numbers>
 
+#include "thermo/constants.h"
+
 namespace zyl::balance {
 namespace {
 
@@ -64,7 +66,7 @@ TEST(HeatLoss, RadiationOnBothFacesBalances) {
   w.outside = {30, 12, 0.85};
   WallResult r = SolveWall(w);
   ASSERT_TRUE(r.ok()) << r.error;
-  auto k = [](double c) { return c + kWallKelvinOffset; };
+  auto k = [](double c) { return c + thermo::kCelsiusOffset; };
   double q_in = 30 * (1400 - r.t_inner_surface) +
                 0.8 * kStefanBoltzmann * (std::pow(k(1400), 4) - std::pow(k(r.t_inner_surface), 4));
   double q_out = 12 * (r.t_outer_surface - 30) +

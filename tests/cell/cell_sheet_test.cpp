@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <regex>
-
+#include "cell_cli.h"
 #include "common/temp_dir.h"
 
 namespace zyl::cell {
@@ -34,22 +32,66 @@ TEST(CellSheet, NewSheetReadsBackAndCompositionsAreLive) {
   EXPECT_NE(CellFromSheet(other, &sys), "");
 }
 
+std::string Area(const platform::Workbook& book, std::string_view name) {
+  auto r = book.FindName(name);
+  return r ? r->ToString() : "(none)";
+}
+
+TEST(CellSheet, NamedAreasCoverTheTablesAndTheReaderFollowsThem) {
+  platform::Workbook book("Cell");
+  NewCellBook(&book);
+  EXPECT_EQ(Area(book, "SPECIES"), "Cell!A3:G200");
+  EXPECT_EQ(Area(book, "OPTIONS"), "Cell!H1:I4");
+  EXPECT_EQ(Area(book, "COMPOSITIONS"), "Compositions!A1:E7");  // heading, column titles, 4 species, total
+  EXPECT_EQ(book.Evaluate("SUM(COMPOSITIONS)").number, book.Evaluate("SUM(Compositions!A1:E7)").number);
+  EXPECT_EQ(book.Evaluate("SUM(OPTIONS)").number, 25 + 1 + 0) << "T, P and Q; labels and title are texts";
+
+  // A row and a column inserted before the tables: the names move and the reader still finds everything.
+  platform::Sheet& s = book.sheet(0);
+  ASSERT_EQ(s.InsertRows(0, 1), "");
+  ASSERT_EQ(s.InsertColumns(0, 1), "");
+  EXPECT_EQ(Area(book, "SPECIES"), "Cell!B4:H201");
+  s.SetNumber(1, 9, 50);  // the cell temperature, now J2
+  s.SetNumber(5, 3, 0.002);  // Zn(+2a) amount, now D6
+  CellSystem sys;
+  ASSERT_EQ(CellFromSheet(book, &sys), "");
+  EXPECT_EQ(sys.t_c, 50);
+  ASSERT_EQ(sys.phases.size(), 2u);
+  EXPECT_EQ(sys.phases[0].species[1].name, "Zn(+2a)");
+  EXPECT_DOUBLE_EQ(sys.phases[0].species[1].amount, 2.0);
+  UpdateCompositions(&book);
+  const auto& comp = book.sheet(book.FindSheet("Compositions"));
+  EXPECT_EQ(comp.Formula(3, 1), "=Cell!D6");
+  EXPECT_NEAR(*comp.Number(3, 1), 0.002, 1e-12);
+
+  // Through a file and back the names keep their moved places.
+  zyl::testing::TempDir dir;
+  ASSERT_EQ(book.Save(dir / "moved.xlsx"), "");
+  platform::Workbook back("Cell");
+  ASSERT_EQ(back.Load(dir / "moved.xlsx"), "");
+  EXPECT_EQ(Area(back, "SPECIES"), "Cell!B4:H201");
+  EXPECT_EQ(Area(back, "OPTIONS"), "Cell!I2:J5");
+  CellSystem again;
+  ASSERT_EQ(CellFromSheet(back, &again), "");
+  EXPECT_EQ(again.t_c, 50);
+  EXPECT_EQ(again.phases[1].species.size(), 2u);
+
+  // A sheet saved before the names existed reads from the default places.
+  platform::Workbook plain("Cell");
+  NewCellBook(&plain);
+  for (const char* n : {"SPECIES", "OPTIONS", "COMPOSITIONS"}) plain.DeleteName(n);
+  CellSystem old;
+  ASSERT_EQ(CellFromSheet(plain, &old), "");
+  EXPECT_EQ(old.phases[0].species.size(), 2u);
+}
+
 TEST(CellSheet, CommandLineReadsTheSavedSheet) {
   zyl::testing::TempDir dir;
   platform::Workbook book("Cell");
   NewCellBook(&book);
   ASSERT_EQ(book.Save(dir / "Daniell.xlsx"), "");
-  std::string cmd = std::string(ZYL_BIN_DIR) + "/zyl cell " + (dir / "Daniell.xlsx").string() + " --json --write " +
-                    (dir / "Daniell.CEL").string();
-  FILE* p = popen(cmd.c_str(), "r");
-  ASSERT_NE(p, nullptr);
-  std::string out;
-  char buf[256];
-  while (std::fgets(buf, sizeof buf, p)) out += buf;
-  ASSERT_EQ(pclose(p), 0) << out;
-  std::smatch m;
-  ASSERT_TRUE(std::regex_search(out, m, std::regex(R"("E0": ([0-9.]+))"))) << out;
-  EXPECT_NEAR(std::stod(m[1]), 1.10, 0.01);
+  EXPECT_NEAR(testing::CliE0((dir / "Daniell.xlsx").string() + " --write " + (dir / "Daniell.CEL").string()), 1.10,
+              0.01);
   EXPECT_TRUE(std::filesystem::exists(dir / "CELL.INI"));
 }
 

@@ -9,6 +9,7 @@
 #include <random>
 #include <regex>
 
+#include "cell_cli.h"
 #include "common/temp_dir.h"
 
 namespace zyl::cell {
@@ -176,16 +177,7 @@ TEST(Cell, TruncatedInputFilesDoNotCrash) {
 
 TEST(Cell, ShippedDatabaseGivesDaniellPotential) {
   // The command line on the shipped database and example.
-  std::string cmd = std::string(ZYL_BIN_DIR) + "/zyl cell " + ZYL_TESTS_DIR + "/../data/Cell/daniell.json --json";
-  FILE* p = popen(cmd.c_str(), "r");
-  ASSERT_NE(p, nullptr);
-  std::string out;
-  char buf[256];
-  while (std::fgets(buf, sizeof buf, p)) out += buf;
-  ASSERT_EQ(pclose(p), 0) << out;
-  std::smatch m;
-  ASSERT_TRUE(std::regex_search(out, m, std::regex(R"("E0": ([0-9.]+))"))) << out;
-  EXPECT_NEAR(std::stod(m[1]), 1.10, 0.01);
+  EXPECT_NEAR(testing::CliE0(std::string(ZYL_TESTS_DIR) + "/../data/Cell/daniell.json"), 1.10, 0.01);
 }
 
 }  // namespace

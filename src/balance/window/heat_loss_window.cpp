@@ -8,10 +8,14 @@
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QHeaderView>
+#include <QInputDialog>
 #include <QLabel>
 #include <QPushButton>
 #include <QTableWidget>
 #include <QVBoxLayout>
+
+#include "balance/heat_loss_balance.h"
+#include "balance/window/balance_window.h"
 
 namespace zyl::balance::window {
 
@@ -94,7 +98,12 @@ HeatLoss::HeatLoss(QWidget* parent) : QMainWindow(parent) {
   copy->setObjectName("ButCopy");
   copy->setToolTip("Copies the heat loss line for the HEAT LOSSES rows of a heat balance");
   connect(copy, &QPushButton::clicked, this, &HeatLoss::CopyToBalance);
+  auto* put = new QPushButton("Put into Balance");
+  put->setObjectName("ButToBalance");
+  put->setToolTip("Writes the heat loss into the heat-loss row of an open heat balance");
+  connect(put, &QPushButton::clicked, this, &HeatLoss::PutIntoChosenBalance);
   buttons->addWidget(calc);
+  buttons->addWidget(put);
   buttons->addWidget(copy);
   buttons->addStretch();
   layout->addLayout(buttons);
@@ -171,6 +180,56 @@ bool HeatLoss::Calculate() {
 void HeatLoss::CopyToBalance() {
   if (!Calculate()) return;
   QApplication::clipboard()->setText(QString::fromStdString(HeatLossLine(result_)));
+}
+
+std::vector<std::pair<Balance*, int>> HeatLoss::Targets() {
+  std::vector<std::pair<Balance*, int>> out;
+  for (QWidget* w : QApplication::topLevelWidgets())
+    if (auto* b = qobject_cast<Balance*>(w))
+      for (int area = 1; area <= b->book().AreaCount(); ++area) out.emplace_back(b, area);
+  return out;
+}
+
+bool HeatLoss::PutIntoBalance(Balance* target, int area) {
+  if (!Calculate()) return false;
+  std::string error;
+  int row = PutHeatLoss(target->book(), area, result_, &error);
+  if (row < 0) {
+    result_text_->setText(QString::fromStdString(error));
+    return false;
+  }
+  const BalanceBook& b = target->book();
+  result_text_->setText(result_text_->text() +
+                        QString("\nPut into %1 row %2 of %3: %4 %5 per hour")
+                            .arg(QString::fromStdString(b.book().sheet(b.OutSheet(area)).name()))
+                            .arg(row + 1)
+                            .arg(target->windowTitle())
+                            .arg(HeatLossPerHour(result_, b.units().energy), 0, 'g', 6)
+                            .arg(QString::fromUtf8(EnergyUnitName(b.units().energy).data(),
+                                                   qsizetype(EnergyUnitName(b.units().energy).size()))));
+  return true;
+}
+
+void HeatLoss::PutIntoChosenBalance() {
+  auto targets = Targets();
+  if (targets.empty()) {
+    result_text_->setText("No heat balance is open: open one from the main menu, then put the loss into it.");
+    return;
+  }
+  std::size_t pick = 0;
+  if (targets.size() > 1) {
+    QStringList items;
+    for (const auto& [b, area] : targets) {
+      const BalanceBook& book = b->book();
+      items << b->windowTitle() + " - " + QString::fromStdString(book.book().sheet(book.OutSheet(area)).name());
+      if (area == b->CurrentArea() && b->isActiveWindow()) pick = std::size_t(items.size() - 1);
+    }
+    bool ok = false;
+    QString chosen = QInputDialog::getItem(this, "Put into Balance", "Heat losses of:", items, int(pick), false, &ok);
+    if (!ok) return;
+    pick = std::size_t(items.indexOf(chosen));
+  }
+  PutIntoBalance(targets[pick].first, targets[pick].second);
 }
 
 }  // namespace zyl::balance::window

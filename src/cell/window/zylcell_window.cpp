@@ -99,6 +99,9 @@ bool ZYLcell::OpenFile(const QString& path) {
   platform::Sheet& to = book_.sheet(book_.FindSheet("Cell"));
   to.ClearAll(0, 0, platform::kMaxRows - 1, platform::kMaxCols - 1);
   to.Paste(0, 0, from.Copy(0, 0, from.LastRow(), from.LastCol()));
+  DefineCellAreas(&book_);
+  for (auto [name, range] : fresh.Names())  // the file's own places of the areas on its cell sheet
+    if (range.sheet == from.name()) book_.DefineName(name, {to.name(), range.r1, range.c1, range.r2, range.c2});
   UpdateCompositions(&book_);
   grid_->Refresh();
   name_ = QFileInfo(path).completeBaseName();

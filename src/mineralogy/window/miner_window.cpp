@@ -93,22 +93,23 @@ void Miner::BuildMenus() {
     grid_->Refresh();
     UpdateTitle();
   })->setObjectName("MNew");
-  file->addAction("&Open…", this, [this] {
-    QString p = QFileDialog::getOpenFileName(this, "Open Mineralogy File", MineralFolder(), kFilter);
-    if (!p.isEmpty()) OpenFile(p);
-  })->setObjectName("MOpen");
-  file->addAction("&Save…", this, [this] {
-    QString p = QFileDialog::getSaveFileName(this, "Save Mineralogy File", MineralFolder() + "/" + file_ + ".MNR", kFilter);
-    if (!p.isEmpty()) SaveFile(p);
-  })->setObjectName("MSave");
-  file->addAction("Open &XLS…", this, [this] {
-    QString p = QFileDialog::getOpenFileName(this, "Open Spreadsheet", MineralFolder(), kXlsFilter);
-    if (!p.isEmpty()) OpenFile(p);
-  })->setObjectName("MOpenX");
-  file->addAction("Save X&LS…", this, [this] {
-    QString p = QFileDialog::getSaveFileName(this, "Save Spreadsheet", MineralFolder() + "/" + file_ + ".xlsx", kXlsFilter);
-    if (!p.isEmpty()) SaveFile(p);
-  })->setObjectName("MSaveX");
+  // Open and save commands: menu text, object name, dialog caption, extension of a saved file, filter.
+  auto open = [&](const char* text, const char* name, const char* caption, const char* filter) {
+    file->addAction(text, this, [this, caption, filter] {
+      QString p = QFileDialog::getOpenFileName(this, caption, MineralFolder(), filter);
+      if (!p.isEmpty()) OpenFile(p);
+    })->setObjectName(name);
+  };
+  auto save = [&](const char* text, const char* name, const char* caption, const char* ext, const char* filter) {
+    file->addAction(text, this, [this, caption, ext, filter] {
+      QString p = QFileDialog::getSaveFileName(this, caption, MineralFolder() + "/" + file_ + ext, filter);
+      if (!p.isEmpty()) SaveFile(p);
+    })->setObjectName(name);
+  };
+  open("&Open…", "MOpen", "Open Mineralogy File", kFilter);
+  save("&Save…", "MSave", "Save Mineralogy File", ".MNR", kFilter);
+  open("Open &XLS…", "MOpenX", "Open Spreadsheet", kXlsFilter);
+  save("Save X&LS…", "MSaveX", "Save Spreadsheet", ".xlsx", kXlsFilter);
   file->addSeparator();
   file->addAction("&Print…", this, [this] { grid_->Print(QString::fromUtf8(kPrinterError.data())); })
       ->setObjectName("MPrint");
