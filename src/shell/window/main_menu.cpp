@@ -33,7 +33,6 @@
 #include "reactions/window/re_eq_r.h"
 #include "platform/window/dialogs.h"
 #include "shell/program_state.h"
-#include "shell/window/not_built.h"
 #include "shell/window/settings_form.h"
 #include "thermo/window/database_window.h"
 #include "thermo/window/formula_weights.h"
@@ -258,11 +257,6 @@ void MainMenu::OpenModule(QWidget* w) {
   w->activateWindow();
 }
 
-void MainMenu::OpenNotBuilt(const char* method) {
-  for (const MenuEntry& e : MenuEntries())
-    if (qstrcmp(e.method, method) == 0) OpenModule(new NotBuilt(QString::fromUtf8(e.caption), QString::fromUtf8(e.tip)));
-}
-
 void MainMenu::StartReactions() { OpenModule(new reactions::window::ReEq); }
 
 void MainMenu::StartHeatBalances() {
@@ -315,7 +309,41 @@ void MainMenu::StartLPP() {
 }
 void MainMenu::StartMiner() { OpenModule(new mineralogy::window::Miner); }
 void MainMenu::StartConver() { OpenModule(new mineralogy::window::Conversions); }
-void MainMenu::StartEleTable() { OpenModule(new thermo::window::PeriodicChart); }
+void MainMenu::StartEleTable() {
+  auto* chart = new thermo::window::PeriodicChart;
+  connect(chart, &thermo::window::PeriodicChart::openSpecies, this,
+          [this](const QString& formula, bool own, thermo::window::ChartTarget target) {
+            OpenChartSpecies(formula, own, target);
+          });
+  OpenModule(chart);
+}
+
+void MainMenu::OpenChartSpecies(const QString& formula, bool own, thermo::window::ChartTarget target) {
+  using thermo::window::ChartTarget;
+  switch (target) {
+    case ChartTarget::Reaction: {
+      // The species starts an equation; the user writes the rest.
+      auto* w = new reactions::window::ReEq;
+      w->SetEquation(formula + "=");
+      OpenModule(w);
+      break;
+    }
+    case ChartTarget::Diagram: {
+      auto* w = new diagrams::window::PicTable;
+      w->SetSpecies({formula.toStdString()});
+      OpenModule(w);
+      break;
+    }
+    case ChartTarget::Database: {
+      auto* w = new thermo::window::DataBase;
+      w->SetJoules(!ZYL5main().Calories());
+      w->ShowDatabase(own ? thermo::window::DataBase::Which::Own : thermo::window::DataBase::Which::Main);
+      w->SelectSpecies(formula);
+      OpenModule(w);
+      break;
+    }
+  }
+}
 void MainMenu::StartWater() { OpenModule(new water::window::WaterWindow); }
 void MainMenu::StartUnits() { OpenModule(new units::window::Units); }
 void MainMenu::StartDataBase() {

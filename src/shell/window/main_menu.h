@@ -9,6 +9,10 @@
 class QLabel;
 class QToolButton;
 
+namespace zyl::thermo::window {
+enum class ChartTarget;
+}
+
 namespace zyl::shell::window {
 
 /// One entry of the main menu.
@@ -71,8 +75,8 @@ class MainMenu : public QMainWindow {
  private:
   /// Shows a module window without an owner, non-modal, deleted when closed.
   void OpenModule(QWidget* w);
-  /// A short window saying that the entry's module is not part of this build.
-  void OpenNotBuilt(const char* method);
+  /// Opens a species of the periodic chart's list in the reaction, diagram or database window.
+  void OpenChartSpecies(const QString& formula, bool own, thermo::window::ChartTarget target);
 
   QList<QPointer<QWidget>> windows_;
   QLabel* status_ = nullptr;

@@ -1,46 +1,47 @@
 #include "shell/window/screenshots.h"
 
 #include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
 #include <QDir>
 #include <QEventLoop>
 #include <QFile>
+#include <QLineEdit>
+#include <QPixmap>
+#include <QPlainTextEdit>
+#include <QTabWidget>
+#include <QTableView>
 #include <QTimer>
+#include <QWidget>
+
 #include <fstream>
 #include <nlohmann/json.hpp>
-#include "platform/files.h"
-#include "platform/paths.h"
-#include <QPixmap>
-#include <QWidget>
 
 #include "shell/window/main_menu.h"
 #include "balance/window/heat_loss_window.h"
 #include "cell/window/zylcell_window.h"
+#include "diagrams/window/eph_window.h"
+#include "diagrams/window/lpp_window.h"
+#include "diagrams/window/pic_table.h"
+#include "diagrams/window/zyl_eph_form.h"
+#include "diagrams/window/zyl_psd_form.h"
 #include "equilibrium/window/gib_edit.h"
-#include "platform/window/grid.h"
 #include "equilibrium/window/result_form.h"
 #include "equilibrium/window/sol_gasm.h"
 #include "mineralogy/window/conversions_window.h"
-#include "diagrams/window/eph_window.h"
-#include "diagrams/window/lpp_window.h"
-#include "diagrams/window/zyl_eph_form.h"
-#include "diagrams/window/zyl_psd_form.h"
-#include "platform/paths.h"
 #include "mineralogy/window/miner_window.h"
-#include "shell/window/settings_form.h"
+#include "platform/files.h"
+#include "platform/paths.h"
 #include "platform/window/grid.h"
 #include "platform/window/help.h"
 #include "reactions/window/re_eq.h"
 #include "reactions/window/re_eq_r.h"
+#include "shell/window/settings_form.h"
 #include "thermo/window/database_window.h"
 #include "thermo/window/formula_weights.h"
+#include "thermo/window/periodic_chart.h"
+#include "units/window/units_form.h"
 #include "water/window/water_window.h"
-
-#include <QCheckBox>
-#include <QComboBox>
-#include <QLineEdit>
-#include <QPlainTextEdit>
-#include <QTabWidget>
-#include <QTableView>
 
 namespace zyl::shell::window {
 
@@ -186,6 +187,19 @@ int SaveScreenshots(MainMenu& menu, const QString& dir) {
     cv->SetSample({{"CuFeS2", 28.6}, {"FeS2", 22.1}, {"ZnS", 15.0}, {"SiO2", 20.3}, {"CaCO3", 14.0}});
     cv->Convert();
     n += Save(cv, dir, "conversions");
+  }
+  menu.StartZYLG();
+  if (auto* pt = Newest<diagrams::window::PicTable>(menu)) {
+    pt->SetSpecies({"Fe2O3", "Cu2O", "NiO", "ZnO", "Al2O3", "SiO2", "CaO", "MgO"});
+    n += Save(pt, dir, "hscg-form");
+  }
+  menu.StartUnits();
+  if (auto* un = Newest<units::window::Units>(menu)) n += Save(un, dir, "units");
+  menu.StartEleTable();
+  if (auto* pc = Newest<thermo::window::PeriodicChart>(menu)) {
+    pc->SelectElement(26);
+    pc->SelectSpecies("Fe2O3");
+    n += Save(pc, dir, "periodic-chart");
   }
   // Eh-pH and phase stability: the set-up forms, and the diagram programs' windows on shipped set-ups.
   menu.StartEpH();

@@ -4,8 +4,10 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QListWidget>
+#include <QPushButton>
 #include <QToolButton>
 #include <QVBoxLayout>
+#include <cstring>
 #include <set>
 
 #include "thermo/formula.h"
@@ -13,6 +15,7 @@
 namespace zyl::thermo::window {
 
 namespace {
+constexpr const char* kOwnMark = " (own)";
 constexpr int kLastElement = 100;  ///< elements shown (the table's entries by atomic number)
 constexpr int kFRowLanthanides = 8, kFRowActinides = 9;
 }  // namespace
@@ -83,11 +86,22 @@ PeriodicChart::PeriodicChart(QWidget* parent) : QWidget(parent) {
   list_->setObjectName("ListSpecies");
   list_->setMinimumWidth(180);
   side->addWidget(list_, 1);
-  connect(list_, &QListWidget::itemDoubleClicked, this, [this](QListWidgetItem* it) {
-    QString name = it->text();
-    name.remove(" (own)");
-    emit speciesActivated(name);
-  });
+  auto* open = new QHBoxLayout;
+  side->addLayout(open);
+  auto add_button = [&](const char* name, const char* caption, const char* tip, ChartTarget target) {
+    auto* b = new QPushButton(caption, this);
+    b->setObjectName(name);
+    b->setToolTip(tip);
+    open->addWidget(b);
+    connect(b, &QPushButton::clicked, this, [this, target] { OpenSelected(target); });
+    return b;
+  };
+  reaction_ = add_button("ButReaction", "&Reaction", "Open the species in the reaction window", ChartTarget::Reaction);
+  diagram_ = add_button("ButDiagram", "&Diagram", "Open the species in the H, S, C and G diagrams", ChartTarget::Diagram);
+  database_ = add_button("ButDataBase", "Data&base", "Show the species in the database window", ChartTarget::Database);
+  connect(list_, &QListWidget::itemDoubleClicked, this, [this] { OpenSelected(ChartTarget::Reaction); });
+  connect(list_, &QListWidget::currentRowChanged, this, [this] { UpdateButtons(); });
+  UpdateButtons();
   resize(1000, 480);
 }
 
@@ -100,7 +114,7 @@ void PeriodicChart::SelectElement(int z) {
   if (dbs.own) own = SpeciesWithElement(*dbs.own, sym);
   if (dbs.main) main = SpeciesWithElement(*dbs.main, sym);
   list_->clear();
-  for (const auto& s : own) list_->addItem(QString::fromStdString(s) + " (own)");
+  for (const auto& s : own) list_->addItem(QString::fromStdString(s) + kOwnMark);
   for (const auto& s : main) list_->addItem(QString::fromStdString(s));
   details_->setText(QString("%1  %2\nAtomic weight %3 ± %4 g/mol\nSpecies: %5 own, %6 main")
                         .arg(z)
@@ -118,5 +132,26 @@ QStringList PeriodicChart::ListedSpecies() const {
 }
 
 QString PeriodicChart::Details() const { return details_->text(); }
+
+bool PeriodicChart::SelectSpecies(const QString& text) {
+  const auto found = list_->findItems(text, Qt::MatchExactly);
+  if (found.isEmpty()) return false;
+  list_->setCurrentItem(found.front());
+  return true;
+}
+
+void PeriodicChart::OpenSelected(ChartTarget target) {
+  const QListWidgetItem* it = list_->currentItem();
+  if (!it) return;
+  QString formula = it->text();
+  const bool own = formula.endsWith(kOwnMark);
+  if (own) formula.chop(static_cast<int>(std::strlen(kOwnMark)));
+  emit openSpecies(formula, own, target);
+}
+
+void PeriodicChart::UpdateButtons() {
+  const bool any = list_->currentItem() != nullptr;
+  for (QPushButton* b : {reaction_, diagram_, database_}) b->setEnabled(any);
+}
 
 }  // namespace zyl::thermo::window

@@ -12,6 +12,7 @@
 
 class QLabel;
 class QListWidget;
+class QPushButton;
 
 namespace zyl::thermo::window {
 
@@ -20,6 +21,9 @@ struct ChartPlace {
   int row = 0, col = 0;
 };
 ChartPlace PlaceOfElement(int z);
+
+/// Where a species of the chart's list is opened.
+enum class ChartTarget { Reaction, Diagram, Database };
 
 /// Species of a database whose formula holds the element, in record order, each name once.
 std::vector<std::string> SpeciesWithElement(const SpeciesDb& db, std::string_view symbol);
@@ -32,14 +36,23 @@ class PeriodicChart : public QWidget {
   void SelectElement(int z);
   QStringList ListedSpecies() const;
   QString Details() const;
+  /// Selects a listed species by its list text; false when it is not listed.
+  bool SelectSpecies(const QString& text);
+  /// Asks for the selected species to be opened in `target` (nothing when none is selected).
+  void OpenSelected(ChartTarget target);
 
  signals:
-  /// A species of the list was double-clicked (for the reaction, diagram or database windows).
-  void speciesActivated(const QString& name);
+  /// A species to open: its formula, whether it came from the own database, and the window.
+  /// A double click opens it in the reaction window.
+  void openSpecies(const QString& formula, bool own, zyl::thermo::window::ChartTarget target);
 
  private:
+  void UpdateButtons();
   QLabel* details_ = nullptr;
   QListWidget* list_ = nullptr;
+  QPushButton* reaction_ = nullptr;
+  QPushButton* diagram_ = nullptr;
+  QPushButton* database_ = nullptr;
 };
 
 }  // namespace zyl::thermo::window

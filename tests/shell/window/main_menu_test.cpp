@@ -9,10 +9,15 @@
 #include <QTest>
 #include <QToolButton>
 
+#include "diagrams/window/pic_table.h"
 #include "platform/window/link.h"
 #include "platform/window/qt_app.h"
 #include "platform/window/qt_messages.h"
+#include "reactions/window/re_eq.h"
 #include "shell/program_state.h"
+#include "thermo/lookup.h"
+#include "thermo/window/database_window.h"
+#include "thermo/window/periodic_chart.h"
 
 namespace zyl::shell::window {
 namespace {
@@ -102,6 +107,37 @@ TEST_F(Menu, ExitTellsRunningCompanionsAndIgnoresTheOthers) {
   for (int i = 0; i < 200 && !received.contains("\n"); ++i) QTest::qWait(10);
   EXPECT_EQ(received, "LabFile=Exit\n");
   EXPECT_TRUE(messages.Log().empty()) << messages.Last();
+}
+
+TEST_F(Menu, ChartOpensItsSpeciesInTheReactionDiagramAndDatabaseWindows) {
+  auto& dbs = thermo::SharedSpeciesDatabases();
+  dbs.main = thermo::OpenSpeciesDb(std::filesystem::path(ZYL_SOURCE_DATA_DIR) / "Databases" / "MainDB6.ZYL");
+  ASSERT_TRUE(dbs.main);
+  {
+    MainMenu menu;
+    menu.StartEleTable();
+    auto* chart = qobject_cast<thermo::window::PeriodicChart*>(menu.OpenWindows().back());
+    ASSERT_NE(chart, nullptr);
+    chart->SelectElement(26);
+    ASSERT_TRUE(chart->SelectSpecies("Fe2O3"));
+    using thermo::window::ChartTarget;
+    chart->OpenSelected(ChartTarget::Reaction);
+    auto* re = qobject_cast<reactions::window::ReEq*>(menu.OpenWindows().back());
+    ASSERT_NE(re, nullptr);
+    EXPECT_EQ(re->Equation(), "Fe2O3=");
+    chart->OpenSelected(ChartTarget::Diagram);
+    auto* pic = qobject_cast<diagrams::window::PicTable*>(menu.OpenWindows().back());
+    ASSERT_NE(pic, nullptr);
+    EXPECT_EQ(pic->Species(), std::vector<std::string>{"Fe2O3"});
+    chart->OpenSelected(ChartTarget::Database);
+    auto* db = qobject_cast<thermo::window::DataBase*>(menu.OpenWindows().back());
+    ASSERT_NE(db, nullptr);
+    EXPECT_EQ(db->Shown(), thermo::window::DataBase::Which::Main);
+    EXPECT_EQ(db->SelectedFormula(), "Fe2O3");
+    EXPECT_EQ(menu.OpenWindows().size(), 4);
+    EXPECT_TRUE(messages.Log().empty()) << messages.Last();
+  }
+  dbs.main.reset();
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <QPushButton>
+#include <QSignalSpy>
 #include <QToolButton>
 #include <set>
 
@@ -47,6 +49,31 @@ TEST(PeriodicChart, ListsTheSpeciesOfAnElement) {
   for (const QString& s : species) EXPECT_TRUE(s.contains("Fe")) << s.toStdString();
   EXPECT_TRUE(chart.Details().contains(QString("0 own, %1 main").arg(species.size())));
   EXPECT_TRUE(chart.Details().contains("55.84"));
+  dbs.main.reset();
+}
+
+TEST(PeriodicChart, OpensOnlyASelectedSpeciesAndSaysWhichDatabase) {
+  testing::App();
+  auto& dbs = SharedSpeciesDatabases();
+  dbs.main = OpenSpeciesDb(std::filesystem::path(ZYL_SOURCE_DATA_DIR) / "Databases" / "MainDB6.ZYL");
+  ASSERT_TRUE(dbs.main);
+  PeriodicChart chart;
+  QSignalSpy opened(&chart, &PeriodicChart::openSpecies);
+  auto* diagram = chart.findChild<QPushButton*>("ButDiagram");
+  ASSERT_NE(diagram, nullptr);
+  chart.SelectElement(29);
+  EXPECT_FALSE(diagram->isEnabled());
+  chart.OpenSelected(ChartTarget::Reaction);
+  EXPECT_EQ(opened.count(), 0);  // nothing selected
+  ASSERT_TRUE(chart.SelectSpecies("Cu2O"));
+  EXPECT_TRUE(diagram->isEnabled());
+  diagram->click();
+  ASSERT_EQ(opened.count(), 1);
+  EXPECT_EQ(opened[0][0].toString(), "Cu2O");
+  EXPECT_FALSE(opened[0][1].toBool());
+  EXPECT_EQ(opened[0][2].value<ChartTarget>(), ChartTarget::Diagram);
+  chart.SelectElement(26);  // a new list drops the selection
+  EXPECT_FALSE(diagram->isEnabled());
   dbs.main.reset();
 }
 
