@@ -6,6 +6,8 @@
 
 #include <atomic>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 
 namespace zyl::testing {
@@ -31,5 +33,11 @@ class TempDir {
  private:
   std::filesystem::path path_;
 };
+
+/// A file's whole content (empty when it can not be read).
+inline std::string ReadWholeFile(const std::filesystem::path& p) {
+  std::ifstream in(p, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
 
 }  // namespace zyl::testing

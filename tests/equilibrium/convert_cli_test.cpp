@@ -7,17 +7,13 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <sstream>
+#include "common/temp_dir.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-std::string Slurp(const fs::path& p) {
-  std::ifstream in(p, std::ios::binary);
-  std::stringstream ss;
-  ss << in.rdbuf();
-  return ss.str();
-}
+using zyl::testing::ReadWholeFile;
 
 class ConvertCli : public ::testing::Test {
  protected:
@@ -36,7 +32,7 @@ class ConvertCli : public ::testing::Test {
     const std::string cmd = "'" + exe.string() + "' " + args + " --main-db '" + db + "' >'" + (dir_ / "o").string() +
                             "' 2>'" + (dir_ / "e").string() + "'";
     const int rc = std::system(cmd.c_str());
-    return {WIFEXITED(rc) ? WEXITSTATUS(rc) : -1, Slurp(dir_ / "o"), Slurp(dir_ / "e")};
+    return {WIFEXITED(rc) ? WEXITSTATUS(rc) : -1, ReadWholeFile(dir_ / "o"), ReadWholeFile(dir_ / "e")};
   }
   std::string P(const std::string& name) const { return "'" + (dir_ / name).string() + "'"; }
   fs::path dir_;

@@ -10,6 +10,7 @@
 #include "reactions/reaction.h"
 #include "thermo/lookup.h"
 #include "thermo/species_db.h"
+#include "shipped_db_fixture.h"
 
 namespace zyl::equilibrium {
 namespace {
@@ -96,19 +97,8 @@ TEST(Description, ParsesAndRejects) {
   for (size_t n = 0; n + 1 < good.size(); ++n) EXPECT_FALSE(ParseDescription(good.substr(0, n)).ok());
 }
 
-class DbTest : public ::testing::Test {
+class DbTest : public testing::ShippedDbTest {
  protected:
-  static void SetUpTestSuite() {
-    dbs_ = new thermo::SpeciesDatabases;
-    std::string error;
-    dbs_->main = thermo::OpenSpeciesDb(std::filesystem::path(ZYL_SOURCE_DATA_DIR) / "Databases" / "MainDB6.ZYL",
-                                       nullptr, false, &error);
-    ASSERT_TRUE(dbs_->main) << error;
-  }
-  static void TearDownTestSuite() {
-    delete dbs_;
-    dbs_ = nullptr;
-  }
   static Description Gases(const std::vector<std::string>& elements) {
     return NewDescription(elements, true, false, false, *dbs_);
   }
@@ -145,9 +135,7 @@ class DbTest : public ::testing::Test {
     EXPECT_FALSE(t.rows.empty());
     return t.rows.empty() ? 0 : std::exp(-t.rows[0].DeltaG * 1000 * thermo::kCalToJ / (kGasConstantJ * T));
   }
-  static thermo::SpeciesDatabases* dbs_;
 };
-thermo::SpeciesDatabases* DbTest::dbs_ = nullptr;
 
 // Stoichiometric H2/air (air = O2 + 3.76 N2), 1 atm, 3000 K: mole fractions of the NASA CEA
 // reference case (Gordon & McBride, NASA RP-1311 part II, example 1 at 3000 K).

@@ -13,6 +13,7 @@
 #include "reactions/reaction.h"
 #include "thermo/lookup.h"
 #include "thermo/species_db.h"
+#include "shipped_db_fixture.h"
 
 namespace zyl::equilibrium {
 namespace {
@@ -82,19 +83,8 @@ TEST(MixturePhases, GasAndTwoSolutionsPartitionLikeBisection) {
   EXPECT_NEAR(r.mol[0], sg, 1e-9);
 }
 
-class Aqueous : public ::testing::Test {
+class Aqueous : public testing::ShippedDbTest {
  protected:
-  static void SetUpTestSuite() {
-    dbs_ = new thermo::SpeciesDatabases;
-    std::string error;
-    dbs_->main = thermo::OpenSpeciesDb(std::filesystem::path(ZYL_SOURCE_DATA_DIR) / "Databases" / "MainDB6.ZYL",
-                                       nullptr, false, &error);
-    ASSERT_TRUE(dbs_->main) << error;
-  }
-  static void TearDownTestSuite() {
-    delete dbs_;
-    dbs_ = nullptr;
-  }
   static const SpeciesResult& Find(const PointResult& r, const std::string& name) {
     for (const auto& p : r.phases)
       for (const auto& s : p.species)
@@ -125,9 +115,7 @@ class Aqueous : public ::testing::Test {
     return r.points[0];
   }
   static constexpr double kWaterPerKg = 1.0 / kWaterMolarMassKg;  // mol H2O in 1 kg
-  static thermo::SpeciesDatabases* dbs_;
 };
-thermo::SpeciesDatabases* Aqueous::dbs_ = nullptr;
 
 // Pure water at 25 °C: m(H+)·m(OH−) = K_w (water activity x_w ≈ 1), pH 7.00, neutral.
 TEST_F(Aqueous, WaterIonisationGivesKwAndNeutralPh) {

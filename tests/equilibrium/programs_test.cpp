@@ -8,17 +8,13 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <sstream>
+#include "common/temp_dir.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-std::string Slurp(const fs::path& p) {
-  std::ifstream in(p, std::ios::binary);
-  std::stringstream ss;
-  ss << in.rdbuf();
-  return ss.str();
-}
+using zyl::testing::ReadWholeFile;
 
 struct RunResult {
   int status = -1;
@@ -41,7 +37,7 @@ class Programs : public ::testing::Test {
     const std::string cmd = "'" + exe.string() + "' " + args + " --main-db '" + db + "' >'" + (dir_ / "o").string() +
                             "' 2>'" + (dir_ / "e").string() + "'";
     const int rc = std::system(cmd.c_str());
-    return {WIFEXITED(rc) ? WEXITSTATUS(rc) : -1, Slurp(dir_ / "o"), Slurp(dir_ / "e")};
+    return {WIFEXITED(rc) ? WEXITSTATUS(rc) : -1, ReadWholeFile(dir_ / "o"), ReadWholeFile(dir_ / "e")};
   }
   fs::path dir_;
 };
@@ -62,7 +58,7 @@ TEST_F(Programs, ZylEquilibriumJsonAndGibbsResultFileAgree) {
   if (g.status == -2) GTEST_SKIP() << g.err;
   ASSERT_EQ(g.status, 0) << g.err;
   EXPECT_EQ(g.out, "READY\n");
-  auto k = nlohmann::json::parse(Slurp(dir_ / "INPUT.result.json"));
+  auto k = nlohmann::json::parse(ReadWholeFile(dir_ / "INPUT.result.json"));
   EXPECT_EQ(k, j);
 }
 
@@ -74,7 +70,7 @@ TEST_F(Programs, GibbsSolvesAqueousExample) {
   if (g.status == -2) GTEST_SKIP() << g.err;
   ASSERT_EQ(g.status, 0) << g.err;
   EXPECT_EQ(g.out, "READY\n");
-  auto k = nlohmann::json::parse(Slurp(dir_ / "AQ.result.json"));
+  auto k = nlohmann::json::parse(ReadWholeFile(dir_ / "AQ.result.json"));
   const auto& p = k.at("results").at(0);
   EXPECT_LT(p["element_residual"].get<double>(), 1e-10);
   const auto& aq = p["phases"][1];

@@ -9,23 +9,13 @@
 #include "equilibrium/solver_files.h"
 #include "thermo/constants.h"
 #include "thermo/species_db.h"
+#include "shipped_db_fixture.h"
 
 namespace zyl::equilibrium {
 namespace {
 
-class SolverFilesTest : public ::testing::Test {
+class SolverFilesTest : public testing::ShippedDbTest {
  protected:
-  static void SetUpTestSuite() {
-    dbs_ = new thermo::SpeciesDatabases;
-    std::string error;
-    dbs_->main = thermo::OpenSpeciesDb(std::filesystem::path(ZYL_SOURCE_DATA_DIR) / "Databases" / "MainDB6.ZYL",
-                                       nullptr, false, &error);
-    ASSERT_TRUE(dbs_->main) << error;
-  }
-  static void TearDownTestSuite() {
-    delete dbs_;
-    dbs_ = nullptr;
-  }
   static SheetRow Phase(const std::string& name, PhaseType t) {
     SheetRow r;
     r.kind = SheetRowKind::Phase;
@@ -67,9 +57,7 @@ class SolverFilesTest : public ::testing::Test {
   static thermo::SpeciesData Data(const std::string& name) {
     return thermo::ReadSpeciesData(thermo::FindSpecies(name, *dbs_), name);
   }
-  static thermo::SpeciesDatabases* dbs_;
 };
-thermo::SpeciesDatabases* SolverFilesTest::dbs_ = nullptr;
 
 // Constant Cp: G(T) = H0 + a (T - T0) - T (S0 + a ln(T/T0)) in closed form.
 TEST_F(SolverFilesTest, GibbsCoefficientsOfConstantCpMatchClosedForm) {

@@ -10,18 +10,14 @@
 
 #include "reactions/reaction.h"
 #include "reactions/test_db.h"
+#include "common/temp_dir.h"
 
 namespace zyl::reactions {
 namespace {
 
 namespace fs = std::filesystem;
 
-std::string ReadFile(const fs::path& p) {
-  std::ifstream in(p, std::ios::binary);
-  std::stringstream ss;
-  ss << in.rdbuf();
-  return ss.str();
-}
+using zyl::testing::ReadWholeFile;
 
 class ZylReaction : public ::testing::Test {
  protected:
@@ -45,7 +41,7 @@ class ZylReaction : public ::testing::Test {
     cmd += " --main-db " + Quote(db_.MainPath().string()) + " --own-db " + Quote((db_.dir() / "none").string()) +
            " >" + Quote(out.string()) + " 2>" + Quote(err.string());
     const int rc = std::system(cmd.c_str());
-    return {WIFEXITED(rc) ? WEXITSTATUS(rc) : -1, ReadFile(out), ReadFile(err)};
+    return {WIFEXITED(rc) ? WEXITSTATUS(rc) : -1, ReadWholeFile(out), ReadWholeFile(err)};
   }
   testing::TestDatabase db_;
 };
@@ -68,7 +64,7 @@ TEST_F(ZylReaction, TextMatchesGoldenFiles) {
     ASSERT_EQ(r.status, 0) << g.equation << ": " << r.err;
     const fs::path path = fs::path(ZYL_TESTS_DIR) / "golden" / g.file;
     if (std::getenv("ZYL_UPDATE_GOLDEN")) std::ofstream(path, std::ios::binary) << r.out;
-    EXPECT_EQ(r.out, ReadFile(path)) << "output differs from " << path;
+    EXPECT_EQ(r.out, ReadWholeFile(path)) << "output differs from " << path;
   }
 }
 
@@ -118,7 +114,7 @@ TEST(ZylReactionShipped, AgainstReferenceValues) {
     std::string cmd = "'" + zyl.string() + "' reaction '" + equation + "' --from 25 --to 25 --json --main-db '" +
                       main.string() + "' --own-db /nonexistent/OwnDB6.ZYL >'" + out.string() + "'";
     EXPECT_EQ(std::system(cmd.c_str()), 0) << equation;
-    auto j = nlohmann::json::parse(ReadFile(out), nullptr, false);
+    auto j = nlohmann::json::parse(ReadWholeFile(out), nullptr, false);
     fs::remove(out);
     return j.is_discarded() ? nlohmann::json() : j["rows"][0];
   };

@@ -16,6 +16,7 @@
 #include "tools/nasa_thermo.h"
 #include "tools/obigt.h"
 #include "tools/species_names.h"
+#include "common/temp_dir.h"
 
 namespace zyl::tools {
 namespace {
@@ -24,10 +25,7 @@ using testing::ReadDbSpecies;
 using testing::ShippedDbDir;
 using testing::SourcesDir;
 
-std::string Slurp(const std::filesystem::path& p) {
-  std::ifstream in(p, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
+using zyl::testing::ReadWholeFile;
 
 class DbCheck : public ::testing::Test {
  protected:
@@ -54,7 +52,7 @@ TEST_F(DbCheck, RebuildGivesTheCommittedFiles) {
   std::string error;
   ASSERT_TRUE(WriteBuildOutput(*result_, dir, &error)) << error;
   for (const char* f : {"MainDB6.ZYL", "MainDB6.CAT", "OwnDB6.ZYL", "OwnDB6.CAT", "MainDB6-fit.csv"}) {
-    std::string built = Slurp(dir / f), shipped = Slurp(ShippedDbDir() / f);
+    std::string built = ReadWholeFile(dir / f), shipped = ReadWholeFile(ShippedDbDir() / f);
     EXPECT_FALSE(built.empty() && std::string(f) != "OwnDB6.ZYL") << f;
     EXPECT_TRUE(built == shipped) << f << " differs from the committed file: rebuild with "
                                   << "zyl db build --sources ../shared/data --out data/Databases";
@@ -103,7 +101,7 @@ TEST_F(DbCheck, EveryShippedSpeciesMatchesItsSource) {
 // NASA polynomials straight from thermo.inp, independent of the builder's bookkeeping:
 // H2O(g) at 1000 K and Fe at 300, 1200 and 2000 K through the shipped file.
 TEST_F(DbCheck, WaterVapourAndIronMatchNasa) {
-  std::string text = Slurp(SourcesDir() / "nasa/thermo.inp");
+  std::string text = ReadWholeFile(SourcesDir() / "nasa/thermo.inp");
   NasaFile nasa = ParseNasaThermo(text);
   auto find = [&](std::string_view name, double T) -> const NasaInterval* {
     for (const auto& r : nasa.records)
@@ -151,7 +149,7 @@ TEST_F(DbCheck, CoverageOfTheSources) {
   std::set<std::string> in_db;
   for (const auto& sp : result_->species)
     for (const auto& e : thermo::ParseFormula(sp.name).entries) in_db.insert(e.symbol);
-  std::string text = Slurp(SourcesDir() / "nasa/thermo.inp");
+  std::string text = ReadWholeFile(SourcesDir() / "nasa/thermo.inp");
   for (const auto& r : ParseNasaThermo(text).records) {
     if (r.intervals.empty()) continue;
     int charge = 0;
@@ -160,7 +158,7 @@ TEST_F(DbCheck, CoverageOfTheSources) {
     for (const auto& [el, n] : *comp) EXPECT_TRUE(in_db.count(el)) << el << " of NASA " << r.name;
   }
   for (const char* file : {"obigt/inorganic_aq.csv", "obigt/inorganic_cr.csv", "obigt/SUPCRT92.csv"})
-    for (const auto& row : ParseObigtSpecies(Slurp(SourcesDir() / file), nullptr))
+    for (const auto& row : ParseObigtSpecies(ReadWholeFile(SourcesDir() / file), nullptr))
       for (const auto& [el, n] : ParsedComposition(SplitObigtCharge(row.formula).first))
         if (el != "Z") {
           EXPECT_TRUE(in_db.count(el)) << el << " of OBIGT " << row.name;

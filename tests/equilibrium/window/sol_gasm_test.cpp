@@ -15,6 +15,7 @@
 #include "equilibrium/window/result_form.h"
 #include "platform/messages.h"
 #include "platform/window/qt_app.h"
+#include "common/temp_dir.h"
 
 namespace zyl::equilibrium::window {
 namespace {
@@ -25,10 +26,7 @@ constexpr int kRunTimeoutMs = 60000;
 
 QString Q(const fs::path& p) { return QString::fromStdString(p.string()); }
 
-std::string Slurp(const fs::path& p) {
-  std::ifstream in(p, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
+using zyl::testing::ReadWholeFile;
 
 class Recorder : public platform::Messages {
  public:
@@ -145,7 +143,7 @@ TEST_F(SolverRun, SolverFailuresGiveAMessageAndNeverReady) {
   std::ofstream(case_dir_ / "broken.gem") << "this is not an equilibrium input\n";
   form_->TextInput->setText(Q(case_dir_ / "broken.gem"));
   ASSERT_TRUE(form_->ButCalc_Click());
-  EXPECT_EQ(Slurp(solver_dir_ / "INPUT.gem"), "this is not an equilibrium input\n");
+  EXPECT_EQ(ReadWholeFile(solver_dir_ / "INPUT.gem"), "this is not an equilibrium input\n");
   EXPECT_FALSE(WaitForSolver());
   EXPECT_FALSE(form_->Label1->text().contains("READY"));
   EXPECT_TRUE(form_->Label1->text().startsWith("SGM failed"));
@@ -159,7 +157,7 @@ TEST_F(SolverRun, SolverFailuresGiveAMessageAndNeverReady) {
   std::ofstream(case_dir_ / "case.isg") << "new";
   form_->TextInput->setText(Q(case_dir_ / "case.isg"));
   ASSERT_TRUE(form_->ButCalc_Click());
-  EXPECT_EQ(Slurp(solver_dir_ / "INPUT.isg"), "new");
+  EXPECT_EQ(ReadWholeFile(solver_dir_ / "INPUT.isg"), "new");
   WaitForSolver();
 
   // A missing solver or input: a message, no run, no READY.
