@@ -137,6 +137,7 @@ bool PeriodicChart::SelectSpecies(const QString& text) {
   const auto found = list_->findItems(text, Qt::MatchExactly);
   if (found.isEmpty()) return false;
   list_->setCurrentItem(found.front());
+  list_->scrollToItem(found.front());
   return true;
 }
 
