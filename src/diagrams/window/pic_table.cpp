@@ -28,6 +28,7 @@
 #include "diagrams/window/diagram_painter.h"
 #include "platform/window/dialogs.h"
 #include "platform/window/grid.h"
+#include "platform/window/menus.h"
 #include "platform/window/qt_messages.h"
 #include "reactions/reaction.h"
 #include "thermo/lookup.h"
@@ -64,10 +65,8 @@ void PicTable::Build() {
   auto* menu = new QMenuBar(this);
   top->setMenuBar(menu);
   auto* file = menu->addMenu("&File");
-  auto act = [&](QMenu* m, const char* name, const QString& text, auto fn) {
-    QAction* a = m->addAction(text, this, fn);
-    a->setObjectName(name);
-    return a;
+  auto act = [this](QMenu* m, const char* name, const QString& text, auto fn) {
+    return platform::window::AddNamedAction(m, name, text, this, std::move(fn));
   };
   act(file, "MOpen", "&Open DIA…", [this] {
     QString f = AppDialogs().OpenFile(this, "Open", QString(), kFileFilter);

@@ -14,6 +14,7 @@
 #include "platform/text.h"
 #include "platform/window/dialogs.h"
 #include "platform/window/grid.h"
+#include "platform/window/menus.h"
 #include "platform/window/qt_messages.h"
 #include "platform/workbook_files.h"
 
@@ -75,10 +76,8 @@ void Conversions::Build() {
   auto* menu = new QMenuBar(this);
   top->setMenuBar(menu);
   auto* file = menu->addMenu("&File");
-  auto act = [&](QMenu* m, const char* name, const QString& text, auto fn) {
-    QAction* a = m->addAction(text, this, fn);
-    a->setObjectName(name);
-    return a;
+  auto act = [this](QMenu* m, const char* name, const QString& text, auto fn) {
+    return platform::window::AddNamedAction(m, name, text, this, std::move(fn));
   };
   act(file, "MSaveX", "Save X&LS…", [this] {
     QString f = AppDialogs().SaveFile(this, "Save XLS", "Conversion.xlsx", "XLS Files (*.xlsx)");
