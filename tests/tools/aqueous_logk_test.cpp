@@ -41,9 +41,16 @@ const Reaction kReactions[] = {
     {"Hematite",
      {{-1, "Fe2O3"}, {-6, "H(+a)"}, {2, "Fe(+3a)"}, {3, "H2O"}},
      {-2.2015e+2, -6.029e-2, 1.1812e+4, 8.0253e+1, 1.8438e+2},
-     // Fe+3 (OBIGT: Shock et al. 1997) rises against llnl.dat's Fe+3 by itself (the Fe+2/Fe+3 row
-     // below); hematite (NASA) follows the SUPCRT92 hematite within 5 cal/mol to 300 °C.
+     // The Fe+3 of llnl.dat is not the one of OBIGT (Shock et al. 1997): the Fe+2/Fe+3 row below
+     // drifts by 0.44 at 300 °C on its own, while the Fe+2 minerals (siderite, fayalite) stay
+     // within 0.1. Hematite (NASA) follows the SUPCRT92 hematite within 5 cal/mol to 300 °C.
      0.65},
+    {"Siderite",
+     {{-1, "FeCO3"}, {-1, "H(+a)"}, {1, "Fe(+2a)"}, {1, "HCO3(-a)"}},
+     {-1.599e+2, -4.9361e-2, 5.4947e+3, 6.3032e+1, 8.5787e+1}},
+    {"Fayalite",
+     {{-1, "Fe2SiO4"}, {-4, "H(+a)"}, {1, "SiO2(a)"}, {2, "Fe(+2a)"}, {2, "H2O"}},
+     {1.3853e+1, -3.5501e-3, 7.1496e+3, -6.871e+0, -6.331e+4}},
     {"Fluorite", {{-1, "CaF2"}, {1, "Ca(+2a)"}, {2, "F(-a)"}}, {-2.5036e+2, -8.4183e-2, 4.9525e+3, 1.0054e+2, 7.7353e+1}},
     {"CO2(g)",
      {{-1, "CO2(g)"}, {-1, "H2O"}, {1, "H(+a)"}, {1, "HCO3(-a)"}},
