@@ -49,9 +49,11 @@ QString SetupForm::FileName() const { return FileNa->text(); }
 
 QString SetupForm::UserFolder() const { return QString::fromStdString((platform::UserDataDir() / folder_.toStdString()).string()); }
 
-std::optional<double> SetupForm::Number(const QLineEdit* e) {
+std::optional<double> SetupForm::Number(const QLineEdit* e) { return Number(e->text()); }
+
+std::optional<double> SetupForm::Number(const QString& text) {
   bool ok = false;
-  const double v = e->text().trimmed().toDouble(&ok);
+  const double v = text.trimmed().toDouble(&ok);
   return ok && std::isfinite(v) ? std::optional<double>(v) : std::nullopt;
 }
 

@@ -57,6 +57,7 @@ class SetupForm : public QWidget {
   QString UserFolder() const;
   /// A finite number in a field, or nothing.
   static std::optional<double> Number(const QLineEdit* e);
+  static std::optional<double> Number(const QString& text);
 
   bool celsius_ = true;
   QLineEdit* FileNa = nullptr;

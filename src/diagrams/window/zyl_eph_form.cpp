@@ -8,8 +8,12 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QHeaderView>
 #include <QPushButton>
+#include <QTableWidget>
 #include <QVBoxLayout>
+
+#include <map>
 
 #include "diagrams/eph_setup.h"
 #include "thermo/formula.h"
@@ -103,6 +107,14 @@ void ZylEpH::BuildUi() {
   auto* lC = new QGridLayout(gC);
   TextAct = NewField(lC, 0, tr("log activity of dissolved species"), "TextAct", "-6");
   TextPres = NewField(lC, 1, tr("log pressure of gases (bar)"), "TextPres", "0");
+  TabOther = new QTableWidget(0, 3, gC);
+  TabOther->setObjectName("TabOther");
+  TabOther->setHorizontalHeaderLabels({tr("Other element"), tr("log activity"), tr("log pressure (bar)")});
+  TabOther->horizontalHeader()->setSectionResizeMode(QHeaderView::Stretch);
+  TabOther->verticalHeader()->hide();
+  TabOther->setMaximumHeight(120);
+  TabOther->setToolTip(tr("Total dissolved activity and gas pressure of each other element"));
+  lC->addWidget(TabOther, 2, 0, 1, 2);
   right->addWidget(gC);
   auto* gA = new QGroupBox(tr("Axes"), this);
   auto* lA = new QGridLayout(gA);
@@ -124,6 +136,7 @@ void ZylEpH::BuildUi() {
   connect(ButOK, &QPushButton::clicked, this, &ZylEpH::ButOK_Click);
   connect(ButCK, &QPushButton::clicked, this, &ZylEpH::ButCK_Click);
   connect(FOpen, &QPushButton::clicked, this, &ZylEpH::FOpen_Click);
+  connect(ListEle2, &QListWidget::itemSelectionChanged, this, [this] { UpdateOtherRows(OtherElements()); });
 }
 
 void ZylEpH::SelectElements(const QStringList& symbols) {
@@ -148,14 +161,38 @@ void ZylEpH::ButOK_Click() {
     return;
   }
   std::vector<std::string> elements = {sel.first()->text().toStdString()};
-  for (int r = 0; r < ListEle2->count(); ++r) {
-    const std::string e = ListEle2->item(r)->text().toStdString();
-    if (ListEle2->item(r)->isSelected() && e != elements[0]) elements.push_back(e);
-  }
+  const std::vector<std::string> others = OtherElements();
+  elements.insert(elements.end(), others.begin(), others.end());
+  UpdateOtherRows(others);
   for (const std::string& name : lister_(elements)) {
     if (categories_[static_cast<size_t>(CategoryOf(name))]->isChecked()) SpList->addItem(QString::fromStdString(name));
   }
   SelectSpecies();
+}
+
+std::vector<std::string> ZylEpH::OtherElements() const {
+  const auto main = ListEle->selectedItems();
+  std::vector<std::string> out;
+  for (int r = 0; r < ListEle2->count(); ++r)
+    if (ListEle2->item(r)->isSelected() && (main.isEmpty() || ListEle2->item(r)->text() != main.first()->text()))
+      out.push_back(ListEle2->item(r)->text().toStdString());
+  return out;
+}
+
+void ZylEpH::UpdateOtherRows(const std::vector<std::string>& others) {
+  std::map<std::string, std::pair<QString, QString>> kept;
+  for (int row = 0; row < TabOther->rowCount(); ++row)
+    kept[TabOther->item(row, 0)->text().toStdString()] = {TabOther->item(row, 1)->text(), TabOther->item(row, 2)->text()};
+  TabOther->setRowCount(static_cast<int>(others.size()));
+  for (int row = 0; row < TabOther->rowCount(); ++row) {
+    const std::string& sym = others[static_cast<size_t>(row)];
+    auto it = kept.find(sym);
+    auto* name = new QTableWidgetItem(QString::fromStdString(sym));
+    name->setFlags(name->flags() & ~Qt::ItemIsEditable);
+    TabOther->setItem(row, 0, name);
+    TabOther->setItem(row, 1, new QTableWidgetItem(it != kept.end() ? it->second.first : TextAct->text()));
+    TabOther->setItem(row, 2, new QTableWidgetItem(it != kept.end() ? it->second.second : TextPres->text()));
+  }
 }
 
 void ZylEpH::SelectSpecies(const QStringList& names) {
@@ -183,9 +220,22 @@ std::optional<IepSetup> ZylEpH::CurrentSetup(bool report) {
     return std::nullopt;
   }
   if (!main.isEmpty()) s.elements.push_back({main.first()->text().toStdString(), *act, *pres});
-  for (int r = 0; r < ListEle2->count(); ++r)
-    if (ListEle2->item(r)->isSelected() && (main.isEmpty() || ListEle2->item(r)->text() != main.first()->text()))
-      s.elements.push_back({ListEle2->item(r)->text().toStdString(), *act, *pres});
+  UpdateOtherRows(OtherElements());
+  for (const std::string& symbol : OtherElements()) {
+    IepElement e{symbol, *act, *pres};
+    for (int row = 0; row < TabOther->rowCount(); ++row) {
+      if (TabOther->item(row, 0)->text().toStdString() != e.symbol) continue;
+      auto a = Number(TabOther->item(row, 1)->text());
+      auto p = Number(TabOther->item(row, 2)->text());
+      if (!a || !p) {
+        if (report) Message("Please, enter numbers for the activity, the pressure and the axis limits.");
+        return std::nullopt;
+      }
+      e.log_activity = *a;
+      e.log_pressure = *p;
+    }
+    s.elements.push_back(e);
+  }
   for (QLineEdit* e : TempRange) {
     if (e->text().trimmed().isEmpty()) continue;
     auto v = Number(e);
@@ -246,6 +296,12 @@ bool ZylEpH::LoadSetup(const QString& path) {
   TextPhMin->setText(QString::number(s.ph_min));
   TextPhMax->setText(QString::number(s.ph_max));
   SelectElements(symbols);
+  for (int row = 0; row < TabOther->rowCount(); ++row)
+    for (size_t i = 1; i < s.elements.size(); ++i)
+      if (TabOther->item(row, 0)->text().toStdString() == s.elements[i].symbol) {
+        TabOther->item(row, 1)->setText(QString::number(s.elements[i].log_activity));
+        TabOther->item(row, 2)->setText(QString::number(s.elements[i].log_pressure));
+      }
   SpList->clearSelection();
   std::string missing;
   for (const std::string& name : s.species) {

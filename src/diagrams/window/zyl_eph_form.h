@@ -11,6 +11,7 @@
 #include "diagrams/window/setup_form.h"
 
 class QCheckBox;
+class QTableWidget;
 
 namespace zyl::diagrams {
 
@@ -50,6 +51,11 @@ class ZylEpH : public SetupForm {
 
  private:
   void BuildUi();
+  /// One row per selected other element; values already entered for a symbol are kept, new rows
+  /// start from the main element's values.
+  void UpdateOtherRows(const std::vector<std::string>& others);
+  /// The selected other elements, without the main element.
+  std::vector<std::string> OtherElements() const;
 
   SpeciesLister lister_;
 
@@ -57,6 +63,8 @@ class ZylEpH : public SetupForm {
   std::array<QCheckBox*, 6> categories_{};
   std::array<QLineEdit*, kMaxEphTemperatures> TempRange{};
   QLineEdit *TextAct = nullptr, *TextPres = nullptr;
+  /// Log activity and log pressure of each other element (rows follow ListEle2's selection).
+  QTableWidget* TabOther = nullptr;
   QLineEdit *TextEhMin = nullptr, *TextEhMax = nullptr, *TextPhMin = nullptr, *TextPhMax = nullptr;
   QPushButton *ButOK = nullptr, *ButCK = nullptr, *FOpen = nullptr;
 };

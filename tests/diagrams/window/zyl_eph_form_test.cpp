@@ -7,6 +7,7 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPushButton>
+#include <QTableWidget>
 #include <QTemporaryDir>
 #include <algorithm>
 
@@ -80,6 +81,26 @@ TEST(ZylEpHForm, OtherElementsAddTheirSpeciesAndEnterTheSetup) {
   ASSERT_TRUE(s);
   ASSERT_EQ(s->elements.size(), 2u);
   EXPECT_EQ(s->elements[1].symbol, "S");
+  // Each other element has its own activity and pressure, starting from the main element's.
+  auto* tab = f.form.findChild<QTableWidget*>("TabOther");
+  ASSERT_EQ(tab->rowCount(), 1);
+  EXPECT_EQ(tab->item(0, 0)->text(), "S");
+  EXPECT_EQ(s->elements[1].log_activity, -6);
+  tab->item(0, 1)->setText("-3");
+  tab->item(0, 2)->setText("-2");
+  s = f.form.CurrentSetup();
+  ASSERT_TRUE(s);
+  EXPECT_EQ(s->elements[0].log_activity, -6);
+  EXPECT_EQ(s->elements[1].log_activity, -3);
+  EXPECT_EQ(s->elements[1].log_pressure, -2);
+  QTemporaryDir dir;
+  ASSERT_TRUE(f.form.SaveSetup(dir.filePath("cus.iep")));
+  tab->item(0, 1)->setText("x");
+  EXPECT_FALSE(f.form.CurrentSetup());
+  EXPECT_EQ(f.msgs.Last(), "Please, enter numbers for the activity, the pressure and the axis limits.");
+  ASSERT_TRUE(f.form.LoadSetup(dir.filePath("cus.iep")));
+  EXPECT_EQ(tab->item(0, 1)->text(), "-3");
+  EXPECT_EQ(tab->item(0, 2)->text(), "-2");
   // The main element picked again among the others is not a second element.
   f.form.SelectElements({"Cu", "Cu"});
   s = f.form.CurrentSetup();
