@@ -1,5 +1,7 @@
 #include "water/iapws95.h"
 
+#include "water/transport.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -339,6 +341,7 @@ Result<Saturation> SaturationAtT(double T) {
   // The vapour's pressure is the better conditioned one (the liquid's dp/drho is large).
   sat.P = sat.vapour.P;
   sat.liquid.P = sat.P;
+  AddTransport(sat);
   return {sat, {}};
 }
 
@@ -417,6 +420,7 @@ Result<State> StateAtTP(double T, double P, Branch branch) {
   if (T >= kTc) s.phase = P >= kPc ? Phase::Supercritical : Phase::Vapour;
   else s.phase = *rho >= kRhoc ? Phase::Liquid : Phase::Vapour;
   s.P = P;
+  AddTransport(s);
   return {s, {}};
 }
 
