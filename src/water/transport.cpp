@@ -1,5 +1,6 @@
 #include "water/transport.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <numbers>
@@ -19,6 +20,10 @@ constexpr double kXi0 = 0.13;      // nm
 constexpr double kGamma0 = 0.06;
 constexpr double kNu = 0.630, kGammaExp = 1.239;
 constexpr double kTRbar = 1.5;  // reference temperature / Tc
+// Upper bound of the correlation length (nm): it diverges at the critical point itself (and is infinite
+// for the unstable densities a saturation solve may return within 1e-6 K of Tc); 10 um keeps both
+// properties finite there and is far above the lengths of any state the releases tabulate.
+constexpr double kXiMax = 1e4;
 
 // Viscosity, dilute gas (R12-08 Table 1).
 constexpr std::array<double, 4> kH0 = {1.67752, 2.20462, 0.6366564, -0.241605};
@@ -61,7 +66,7 @@ double CorrelationLength(const State& s) {
   const double zeta_R = kPc / kRhoc / dpdrho_R;
   const double dchi = delta * (zeta - zeta_R * kTRbar / Tbar);
   if (!(dchi > 0)) return 0;
-  return kXi0 * std::pow(dchi / kGamma0, kNu / kGammaExp);
+  return std::min(kXi0 * std::pow(dchi / kGamma0, kNu / kGammaExp), kXiMax);
 }
 
 double ViscosityEnhancement(double xi) {
@@ -70,8 +75,6 @@ double ViscosityEnhancement(double xi) {
   double Y;
   if (xi <= kXiSeries) {
     Y = 0.2 * qc * std::pow(qd, 5) * (1 - qc + qc * qc - 765.0 / 504.0 * qd * qd);
-  } else if (!std::isfinite(xi)) {
-    return INFINITY;
   } else {
     const double psi = std::acos(1 / std::sqrt(1 + qd * qd));
     const double w = std::sqrt(std::fabs((qc - 1) / (qc + 1))) * std::tan(psi / 2);
@@ -116,10 +119,6 @@ ConductivityTerms ConductivityFactors(const State& s, double xi, double mubar) {
   o.lambda1 = std::exp(rhobar * sum);
   const double yq = kQdCond * xi;
   if (yq < kYMin) return o;
-  if (!std::isfinite(yq)) {
-    o.lambda2 = INFINITY;
-    return o;
-  }
   double cpbar = s.cp / kR;
   if (!(cpbar >= 0 && cpbar <= kCpBarMax)) cpbar = kCpBarMax;
   const double kappa_inv = s.cv / s.cp;  // 1/kappa with kappa = cp/cv

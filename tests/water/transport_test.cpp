@@ -115,5 +115,32 @@ TEST(Transport, StatesAtTPMatchR1511IndustrialChecks) {
   }
 }
 
+// Finite, positive values over the whole range of IAPWS-95 (a coarse T-P grid that crosses the
+// saturation line and passes next to the critical point), and on the saturation line within 1e-7 K of
+// Tc, where both phases must sit near the critical density and pressure (22.064 MPa, 322 kg/m3).
+TEST(Transport, FiniteEverywhereIncludingTheCriticalRegion) {
+  int states = 0;
+  for (double T = 273.15; T <= 1273.15; T += 12.5) {
+    for (double lp = -3; lp <= 3; lp += 0.25) {
+      auto st = StateAtTP(T, std::pow(10.0, lp));
+      if (!st.ok()) continue;
+      ++states;
+      EXPECT_TRUE(std::isfinite(st->eta) && st->eta > 0) << T << " K, 1e" << lp << " MPa";
+      EXPECT_TRUE(std::isfinite(st->lambda) && st->lambda > 0) << T << " K, 1e" << lp << " MPa";
+    }
+  }
+  EXPECT_GT(states, 1500);
+  for (double dT : {1e-3, 1e-5, 1e-6, 5e-7, 2e-7, 1.01e-7, 0.0}) {
+    auto sat = SaturationAtT(kTc - dT);
+    ASSERT_TRUE(sat.ok()) << dT;
+    EXPECT_NEAR(sat->P, kPc, 5e-4) << dT;  // dpsat/dT is 0.27 MPa/K at Tc
+    for (const State* s : {&sat->liquid, &sat->vapour}) {
+      EXPECT_NEAR(s->rho, kRhoc, 25) << dT;
+      EXPECT_TRUE(std::isfinite(s->eta) && s->eta > 0) << dT;
+      EXPECT_TRUE(std::isfinite(s->lambda) && s->lambda > 1) << dT;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace zyl::water
