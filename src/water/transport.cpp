@@ -90,12 +90,12 @@ ViscosityTerms ViscosityFactors(const State& s, double xi) {
   ViscosityTerms o;
   o.mu0 = 100 * std::sqrt(Tbar) / (kH0[0] + kH0[1] / Tbar + kH0[2] / (Tbar * Tbar) + kH0[3] / (Tbar * Tbar * Tbar));
   const double x = 1 / Tbar - 1, y = rhobar - 1;
-  double sum = 0, xi_pow = 1;
+  double sum = 0, x_pow = 1;
   for (const auto& row : kH1) {
     double inner = 0;
     for (int j = 6; j >= 0; --j) inner = inner * y + row[j];
-    sum += xi_pow * inner;
-    xi_pow *= x;
+    sum += x_pow * inner;
+    x_pow *= x;
   }
   o.mu1 = std::exp(rhobar * sum);
   o.mu2 = ViscosityEnhancement(xi);
