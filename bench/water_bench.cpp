@@ -1,10 +1,11 @@
 // Water property speed: one full IAPWS-95 property set at (T, P) (goal: under 5 microseconds), the
-// saturation solve, and the Born functions the aqueous model needs.
+// saturation solve, viscosity and thermal conductivity, and the Born functions the aqueous model needs.
 
 #include <benchmark/benchmark.h>
 
 #include "water/dielectric.h"
 #include "water/iapws95.h"
+#include "water/transport.h"
 
 namespace {
 
@@ -27,6 +28,15 @@ void BM_StateAtTRho(benchmark::State& st) {
   for (auto _ : st) benchmark::DoNotOptimize(StateAtTRho(500, 838.025));
 }
 BENCHMARK(BM_StateAtTRho);
+
+// Viscosity and thermal conductivity of one state whose IAPWS-95 properties are known, with the
+// critical enhancements (one more Helmholtz evaluation at 1.5 Tc).
+void BM_Transport(benchmark::State& st) {
+  const State states[] = {StateAtTRho(300, 996.5), StateAtTRho(647.35, 322), StateAtTRho(800, 30)};
+  size_t i = 0;
+  for (auto _ : st) benchmark::DoNotOptimize(TransportOf(states[i++ % std::size(states)]));
+}
+BENCHMARK(BM_Transport);
 
 void BM_SaturationAtT(benchmark::State& st) {
   double T = 300;

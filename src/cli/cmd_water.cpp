@@ -14,6 +14,7 @@ namespace {
 constexpr double kCelsiusOffset = 273.15;  // K
 constexpr double kBarPerMPa = 10.0;
 constexpr double kAtmPerMPa = 1.0 / 0.101325;
+constexpr double kMicroPerUnit = 1e6;  // Pa s -> µPa s
 
 struct WaterOptions {
   std::optional<double> T, P;
@@ -37,6 +38,8 @@ nlohmann::json StateJson(const water::State& s, bool with_tp) {
   j["cp"] = s.cp;
   j["cv"] = s.cv;
   j["w"] = s.w;
+  j["eta"] = s.eta;
+  j["lambda"] = s.lambda;
   return j;
 }
 
@@ -49,8 +52,10 @@ std::string StateText(const water::State& s) {
       "  entropy          {:14.8f} kJ/(kg K)\n"
       "  cp               {:14.8f} kJ/(kg K)\n"
       "  cv               {:14.8f} kJ/(kg K)\n"
-      "  speed of sound   {:14.6f} m/s\n",
-      s.rho, s.v, s.u, s.h, s.s, s.cp, s.cv, s.w);
+      "  speed of sound   {:14.6f} m/s\n"
+      "  viscosity        {:14.6f} µPa s\n"
+      "  conductivity     {:14.8f} W/(m K)\n",
+      s.rho, s.v, s.u, s.h, s.s, s.cp, s.cv, s.w, s.eta * kMicroPerUnit, s.lambda);
 }
 
 int RunWater(const WaterOptions& o) {
@@ -88,7 +93,8 @@ int RunWater(const WaterOptions& o) {
 
 void RegisterWater(CLI::App& app) {
   auto opts = std::make_shared<WaterOptions>();
-  auto* cmd = app.add_subcommand("water", "Properties of water and steam (IAPWS-95)");
+  auto* cmd = app.add_subcommand("water", "Properties of water and steam (IAPWS-95; viscosity IAPWS 2008, "
+                                         "thermal conductivity IAPWS 2011)");
   cmd->add_option("-T,--temperature", opts->T, "Temperature (in --tunit)");
   cmd->add_option("-P,--pressure", opts->P, "Pressure (in --punit)");
   cmd->add_option("--tunit", opts->tunit, "Temperature unit: K or C")->check(CLI::IsMember({"K", "C"}));
@@ -96,7 +102,7 @@ void RegisterWater(CLI::App& app) {
   cmd->add_flag("--saturation", opts->saturation, "Both saturated phases at -T or at -P");
   cmd->add_flag("--json", opts->json,
                 "Print JSON: {T (K), P (MPa), phase, rho (kg/m3), v (m3/kg), u, h (kJ/kg), s, cp, cv (kJ/(kg K)), "
-                "w (m/s)}; with --saturation {T, P, liquid: {...}, vapour: {...}}");
+                "w (m/s), eta (Pa s), lambda (W/(m K))}; with --saturation {T, P, liquid: {...}, vapour: {...}}");
   cmd->callback([opts] { RunWater(*opts); });
 }
 

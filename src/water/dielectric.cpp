@@ -48,12 +48,14 @@ struct First {
 };
 
 Result<First> FirstDerivatives(EpsFn eps, double T, double P) {
-  auto st = StateAtTP(T, P, Branch::Liquid);
-  if (!st.ok()) return {std::nullopt, st.error};
+  // Density and its derivatives only: StateAtTP would add the transport properties, not needed here.
+  auto rho = DensityTP(T, P, Branch::Liquid);
+  if (!rho.ok()) return {std::nullopt, rho.error};
+  const State st = StateAtTRho(T, *rho);
   First f;
-  f.rho = st->rho;
-  f.alpha = st->alpha_P;
-  f.beta = st->kappa_T;
+  f.rho = st.rho;
+  f.alpha = st.alpha_P;
+  f.beta = st.kappa_T;
   f.eps = eps(T, f.rho);
   double e_rho, e_T;
   Partials(eps, T, f.rho, &e_rho, &e_T);

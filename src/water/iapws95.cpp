@@ -1,5 +1,7 @@
 #include "water/iapws95.h"
 
+#include "water/transport.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -57,6 +59,8 @@ constexpr std::array<double, 2> kDD4 = {700, 800};
 
 constexpr double kTriplePressure = 611.654771e-6;  // MPa, psat at the triple point by this formulation
 constexpr double kKPaPerMPa = 1000.0;
+constexpr double kMaxLiquidDelta = 4.0;  // reduced density above any liquid state of the formulation
+constexpr double kSatMismatch = 1e-6;    // relative in p, absolute in g/(RT): a failed saturation solve
 
 std::string RangeError(double T, double P) {
   return fmt::format("T = {:g} K, P = {:g} MPa is outside the range of the water formulation "
@@ -313,6 +317,7 @@ Result<Saturation> SaturationAtT(double T) {
   double dl = RhoLiquidAuxiliary(T) / kRhoc, dv = RhoVapourAuxiliary(T) / kRhoc;
   if (kTc - T > 1e-7) {
     // Newton on equal reduced pressure J and Gibbs energy K (Akasaka, J. Thermal Sci. Tech. 3 (2008) 442).
+    bool converged = false;
     for (int it = 0; it < 100; ++it) {
       PG l = PressureGibbs(dl, tau), v = PressureGibbs(dv, tau);
       double det = v.Jd * l.Kd - l.Jd * v.Kd;
@@ -320,14 +325,25 @@ Result<Saturation> SaturationAtT(double T) {
       double ddl = ((v.K - l.K) * v.Jd - (v.J - l.J) * v.Kd) / det;
       double ddv = ((v.K - l.K) * l.Jd - (v.J - l.J) * l.Kd) / det;
       // keep the two phases on their own sides of the critical density
-      while (dl + ddl <= 1 || dv + ddv >= 1 || dv + ddv <= 0) {
+      while (dl + ddl <= 1 || dl + ddl >= kMaxLiquidDelta || dv + ddv >= 1 || dv + ddv <= 0) {
         ddl *= 0.5;
         ddv *= 0.5;
         if (std::fabs(ddl) < 1e-300) break;
       }
       dl += ddl;
       dv += ddv;
-      if (std::fabs(ddl) <= 1e-14 * dl && std::fabs(ddv) <= 1e-14 * dv) break;
+      if (std::fabs(ddl) <= 1e-14 * dl && std::fabs(ddv) <= 1e-14 * dv) {
+        converged = true;
+        break;
+      }
+    }
+    // Within about 1e-6 K of Tc the system is too ill-conditioned for Newton: when it ends without
+    // converging and with unequal pressures or Gibbs energies, the auxiliary densities (good to 0.1 %
+    // there) stand in.
+    const PG l = PressureGibbs(dl, tau), v = PressureGibbs(dv, tau);
+    if (!converged && !(std::fabs(v.J - l.J) <= kSatMismatch * v.J && std::fabs(v.K - l.K) <= kSatMismatch)) {
+      dl = RhoLiquidAuxiliary(T) / kRhoc;
+      dv = RhoVapourAuxiliary(T) / kRhoc;
     }
   } else {
     dl = dv = 1;
@@ -339,6 +355,7 @@ Result<Saturation> SaturationAtT(double T) {
   // The vapour's pressure is the better conditioned one (the liquid's dp/drho is large).
   sat.P = sat.vapour.P;
   sat.liquid.P = sat.P;
+  AddTransport(sat);
   return {sat, {}};
 }
 
@@ -417,6 +434,7 @@ Result<State> StateAtTP(double T, double P, Branch branch) {
   if (T >= kTc) s.phase = P >= kPc ? Phase::Supercritical : Phase::Vapour;
   else s.phase = *rho >= kRhoc ? Phase::Liquid : Phase::Vapour;
   s.P = P;
+  AddTransport(s);
   return {s, {}};
 }
 

@@ -45,6 +45,8 @@ struct State {
   double w = 0;    ///< m/s, speed of sound
   double kappa_T = 0;  ///< 1/MPa, isothermal compressibility
   double alpha_P = 0;  ///< 1/K, isobaric expansivity
+  double eta = 0;      ///< Pa s, viscosity (water/transport.h; filled by StateAtTP and the saturation solves)
+  double lambda = 0;   ///< W/(m K), thermal conductivity (filled as eta; StateAtTRho leaves both 0)
   Phase phase = Phase::Liquid;
 };
 
@@ -75,9 +77,9 @@ enum class Branch { Stable, Liquid };
 
 /// Density (kg/m3) at T (K) and P (MPa).
 Result<double> DensityTP(double T, double P, Branch branch = Branch::Stable);
-/// The state at T (K) and P (MPa). Valid 273.15-1273.15 K, 0-1000 MPa.
+/// The state at T (K) and P (MPa), with viscosity and thermal conductivity. Valid 273.15-1273.15 K, 0-1000 MPa.
 Result<State> StateAtTP(double T, double P, Branch branch = Branch::Stable);
-/// Saturation at T (K), from the triple point to the critical temperature.
+/// Saturation at T (K), from the triple point to the critical temperature (both phases with eta and lambda).
 Result<Saturation> SaturationAtT(double T);
 /// Saturation at P (MPa), from the triple-point pressure to the critical pressure.
 Result<Saturation> SaturationAtP(double P);

@@ -48,6 +48,26 @@ TEST_F(WaterCli, StateJson) {
   EXPECT_NEAR(c["h"].get<double>(), j["h"].get<double>(), 1e-9);
 }
 
+// Viscosity and conductivity in SI units: the ISO/TR 3666 reference viscosity of water at 20 °C and
+// 1 atm, 1.0016 mPa s, and the R15-11 check value at 620 K, 20 MPa, 481.485195 mW/(m K) (its industrial
+// form, within 1e-4 of IAPWS-95).
+TEST_F(WaterCli, TransportJson) {
+  int rc = 0;
+  auto j = nlohmann::json::parse(Run("-T 20 --tunit C -P 1 --punit atm --json", &rc));
+  ASSERT_EQ(rc, 0);
+  EXPECT_NEAR(j["eta"].get<double>(), 1.0016e-3, 0.00006e-3);
+  auto k = nlohmann::json::parse(Run("-T 620 -P 20 --json", &rc));
+  ASSERT_EQ(rc, 0);
+  EXPECT_NEAR(k["lambda"].get<double>(), 0.481485195, 0.481485195e-4);
+  auto sat = nlohmann::json::parse(Run("--saturation -T 450 --json", &rc));
+  ASSERT_EQ(rc, 0);
+  for (const char* phase : {"liquid", "vapour"}) {
+    EXPECT_GT(sat[phase]["eta"].get<double>(), 0) << phase;
+    EXPECT_GT(sat[phase]["lambda"].get<double>(), 0) << phase;
+  }
+  EXPECT_GT(sat["liquid"]["lambda"].get<double>(), 10 * sat["vapour"]["lambda"].get<double>());
+}
+
 // IAPWS R6-95 Table 8 at 450 K: psat = 0.932203564 MPa, rho' = 890.341250, rho'' = 4.81200360 kg/m3.
 TEST_F(WaterCli, SaturationJson) {
   int rc = 0;

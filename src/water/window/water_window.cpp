@@ -31,6 +31,7 @@ constexpr double kCelsiusOffset = 273.15;  // K
 constexpr double kBarPerMPa = 10.0;
 constexpr double kMPaPerAtm = 0.101325;
 constexpr double kMolPerKg = 1000.0 / kMolarMass;
+constexpr double kMicroPerUnit = 1e6;  // Pa s -> µPa s
 
 struct Row {
   const char* key;
@@ -38,7 +39,8 @@ struct Row {
 };
 constexpr Row kRows[] = {{"rho", "Density"},         {"v", "Specific volume"}, {"u", "Internal energy"},
                          {"h", "Enthalpy"},          {"s", "Entropy"},         {"cp", "Isobaric heat capacity"},
-                         {"cv", "Isochoric heat capacity"}, {"w", "Speed of sound"}};
+                         {"cv", "Isochoric heat capacity"}, {"w", "Speed of sound"},
+                         {"eta", "Viscosity"},       {"lambda", "Thermal conductivity"}};
 
 bool ReadNumber(const QLineEdit* e, double* v) {
   bool ok = false;
@@ -276,8 +278,9 @@ void WaterWindow::ShowState() {
   const double e = mol ? 1.0 / kMolPerKg : 1.0;         // kJ/kg -> kJ/mol
   const double en = mol ? 1000.0 / kMolPerKg : 1.0;     // kJ/(kg K) -> J/(mol K)
   const QString eu = mol ? "kJ/mol" : "kJ/kg", su = mol ? "J/(mol·K)" : "kJ/(kg·K)";
-  const double values[] = {s.rho, mol ? s.v / kMolPerKg * 1e6 : s.v, s.u * e, s.h * e, s.s * en, s.cp * en, s.cv * en, s.w};
-  const QString units[] = {"kg/m³", mol ? "cm³/mol" : "m³/kg", eu, eu, su, su, su, "m/s"};
+  const double values[] = {s.rho,   mol ? s.v / kMolPerKg * 1e6 : s.v, s.u * e, s.h * e, s.s * en, s.cp * en, s.cv * en,
+                           s.w,     s.eta * kMicroPerUnit,             s.lambda};
+  const QString units[] = {"kg/m³", mol ? "cm³/mol" : "m³/kg", eu, eu, su, su, su, "m/s", "µPa·s", "W/(m·K)"};
   for (int i = 0; i < props_->rowCount(); ++i) {
     auto* v = new QTableWidgetItem(Num(values[i], 7));
     v->setTextAlignment(Qt::AlignRight | Qt::AlignVCenter);
@@ -317,12 +320,13 @@ bool WaterWindow::FillTable() {
   const double e = mol ? 1.0 / kMolPerKg : 1.0, en = mol ? 1000.0 / kMolPerKg : 1.0;
   const QString eu = mol ? "kJ/mol" : "kJ/kg", su = mol ? "J/(mol K)" : "kJ/(kg K)";
   platform::Sheet& sh = book_->sheet(0);
-  sh.ClearAll(0, 0, std::max(sh.LastRow(), 1), std::max(sh.LastCol(), 12));
+  sh.ClearAll(0, 0, std::max(sh.LastRow(), 1), std::max(sh.LastCol(), 16));
   const QString heads[] = {QString("T / %1").arg(ComboTUnit->currentText()),
                            QString("P / %1").arg(ComboPUnit->currentText()),
                            "rho' / kg/m3", "rho'' / kg/m3", QString("h' / %1").arg(eu), QString("h'' / %1").arg(eu),
                            QString("dh vap / %1").arg(eu), QString("s' / %1").arg(su), QString("s'' / %1").arg(su),
-                           QString("cp' / %1").arg(su), QString("cp'' / %1").arg(su)};
+                           QString("cp' / %1").arg(su), QString("cp'' / %1").arg(su),
+                           "eta' / uPa s", "eta'' / uPa s", "lambda' / W/(m K)", "lambda'' / W/(m K)"};
   for (int c = 0; c < static_cast<int>(std::size(heads)); ++c) {
     sh.SetText(0, c, heads[c].toStdString());
     sh.SetColumnWidth(c, 13);
@@ -332,13 +336,16 @@ bool WaterWindow::FillTable() {
   for (const Saturation& s : rows) {
     const double v[] = {FromKelvin(s.T), FromMPa(s.P), s.liquid.rho, s.vapour.rho, s.liquid.h * e, s.vapour.h * e,
                         (s.vapour.h - s.liquid.h) * e, s.liquid.s * en, s.vapour.s * en, s.liquid.cp * en,
-                        s.vapour.cp * en};
+                        s.vapour.cp * en, s.liquid.eta * kMicroPerUnit, s.vapour.eta * kMicroPerUnit,
+                        s.liquid.lambda, s.vapour.lambda};
     for (int c = 0; c < static_cast<int>(std::size(v)); ++c) sh.SetNumber(r, c, v[c]);
     ++r;
   }
   sh.SetNumberFormat(1, 0, r - 1, 0, "0.00");
   sh.SetNumberFormat(1, 1, r - 1, 1, "0.00000");
   sh.SetNumberFormat(1, 2, r - 1, 10, "0.0000");
+  sh.SetNumberFormat(1, 11, r - 1, 12, "0.000");
+  sh.SetNumberFormat(1, 13, r - 1, 14, "0.00000");
   grid_->Refresh();
   SetStatus(tr("%1 saturation states.").arg(rows.size()), false);
   return true;
