@@ -214,7 +214,8 @@ TEST_F(RealDb, CommandLineRefusesBalancesItCanNotTrust) {
   }
 
   // A stream with an unknown species is not written; neither is one at an impossible temperature.
-  for (const std::string args : {" \"O2(g)=21\" \"Foo(g)=79\"", " \"O2(g)=21\" -T -300", " \"O2(g)=nan\""}) {
+  for (const std::string args :
+       {" \"O2(g)=21\" \"Foo(g)=79\"", " \"O2(g)=21\" -T -300", " \"O2(g)=21\" -T nan", " \"O2(g)=nan\""}) {
     const std::string file = (dir / "s.STR").string();
     std::string text = Zyl("stream new " + file + args + db, &st);
     EXPECT_EQ(st, 1) << args << "\n" << text;

@@ -6,6 +6,7 @@
 #include <random>
 
 #include "diagrams/iep_file.h"
+#include "common/temp_dir.h"
 #include "platform/files.h"
 
 namespace zyl::diagrams {
@@ -119,8 +120,8 @@ TEST(IepFile, RefusalsAndDamagedFiles) {
 }
 
 TEST(IepFile, WritesThroughATemporaryFile) {
-  const auto dir = std::filesystem::temp_directory_path() / "zyl_iep_test";
-  std::filesystem::create_directories(dir);
+  zyl::testing::TempDir tmp("zyl_iep");  // unique per run: parallel runs must not share the folder
+  const std::filesystem::path& dir = tmp.path();
   const auto path = dir / "cu.iep";
   ASSERT_EQ(WriteIep(path, Sample(2)), "");
   auto r = ReadIep(path);
@@ -128,7 +129,6 @@ TEST(IepFile, WritesThroughATemporaryFile) {
   EXPECT_EQ(r.setup->species.size(), 4u);
   EXPECT_NE(WriteIep(dir / "missing" / "x.iep", Sample(1)), "");
   EXPECT_FALSE(ReadIep(dir / "nothing.iep").setup);
-  std::filesystem::remove_all(dir);
 }
 
 }  // namespace

@@ -91,6 +91,26 @@ TEST_F(TppCommand, JsonDescribesTheDiagram) {
   EXPECT_EQ(nlohmann::json::parse(low.out)["resolution"], 7);
 }
 
+// Species evaluated beyond their data used to be silent: a temperature axis from 250 K leaves them below
+// their first range (298.15 K), which the report notes and --json lists; at 1000 K nothing is noted.
+TEST_F(TppCommand, ExtrapolatedSpeciesAreNoted) {
+  Outcome plain = Zyl("tpp " + (dir_ / "cuso.tpp").string() + db_ + "--json");
+  ASSERT_EQ(plain.status, 0) << plain.err;
+  EXPECT_EQ(nlohmann::json::parse(plain.out)["extrapolated"], nlohmann::json::array());
+  PredomSetup s = testing::CuSOSetup();
+  s.species.pop_back();
+  s.x_axis = "Temperature", s.xmin = 250, s.xmax = 800, s.constant = "S2(g)", s.constant_value = -3;
+  ASSERT_TRUE(platform::WriteFileAtomic(dir_ / "cold.tpp", FormatTpp(s)));
+  Outcome j = Zyl("tpp " + (dir_ / "cold.tpp").string() + db_ + "--json");
+  ASSERT_EQ(j.status, 0) << j.err;
+  const nlohmann::json notes = nlohmann::json::parse(j.out)["extrapolated"];
+  ASSERT_GE(notes.size(), 2u) << notes.dump();  // the axis gases at least
+  for (const auto& n : notes) EXPECT_NE(n.get<std::string>().find(": Extrapolated from 298.15-"), std::string::npos);
+  Outcome text = Zyl("tpp " + (dir_ / "cold.tpp").string() + db_);
+  ASSERT_EQ(text.status, 0) << text.err;
+  EXPECT_NE(text.out.find("Note: " + notes[0].get<std::string>() + "\n"), std::string::npos) << text.out;
+}
+
 // The text report, without its last line (the time), against the kept copy. Set ZYL_UPDATE_GOLDEN=1
 // to rewrite the copy on purpose.
 TEST_F(TppCommand, TextReportMatchesTheGoldenFile) {

@@ -352,8 +352,9 @@ TEST_F(XlsxTest, FuzzReader) {
 TEST_F(XlsxTest, FuzzSheetXml) {
   const std::string sheet = testing::SheetXml(R"(
 <row r="1"><c r="A1" t="s"><v>0</v></c><c r="B1" t="inlineStr"><is><t>x</t></is></c></row>
-<row r="2"><c r="A2"><v>1.5</v></c><c r="B2"><f>A2*2+SUM(A1:A9)</f><v>3</v></c></row>
+<row r="2"><c r="A2"><v>0.1</v></c><c r="B2"><f>A2*2+SUM(A1:A9)</f><v>0.2</v></c></row>
 <row r="3"><c r="A3"><f t="shared" ref="A3:C3" si="0">A2*10</f></c><c r="B3"><f t="shared" si="0"/></c></row>)");
+  // 0.1 has no exact float: a number that loses digits on the way out shows in the comparison below.
   std::mt19937 rng(7);
   int cases = std::max(100, FuzzCases() / 300);
   int accepted = 0;

@@ -104,6 +104,33 @@ TEST_F(ZylReaction, FailuresGoToStderrWithStatusOne) {
   EXPECT_EQ(Run("H2O(g)").err, "zyl: " + std::string(kMsgNoEquals) + "\n");
 }
 
+// "--to 1e308" used to print 300 rows of nan and INF: temperatures that are no numbers, not above 0 K or
+// beyond 20000 K are refused before any row is made.
+TEST_F(ZylReaction, ImpossibleTemperaturesAreRefused) {
+  const std::string numbers = "zyl: " + std::string(kMsgBadNumber) + "\n";
+  const std::pair<std::vector<std::string>, std::string> cases[] = {
+      {{"--to", "1e308"}, "zyl: " + std::string(kMsgTooHot) + "\n"},
+      {{"--from", "25", "--to", "25000"}, "zyl: " + std::string(kMsgTooHot) + "\n"},
+      {{"--tunit", "K", "--from", "0"}, "zyl: " + std::string(kMsgBelowZero) + "\n"},
+      {{"--from", "nan"}, numbers},
+      {{"--to", "inf"}, numbers},
+      {{"--to", "-inf"}, numbers},
+      {{"--step", "nan"}, numbers}};
+  for (const auto& [args, message] : cases) {
+    Result r = Run("2H2(g)+O2(g)=2H2O(g)", args);
+    EXPECT_EQ(r.status, 1) << args[1];
+    EXPECT_TRUE(r.out.empty()) << args[1] << "\n" << r.out;
+    EXPECT_EQ(r.err, message) << args[1];
+  }
+  // A step far too small for the range still gives at most 300 rows, all of them numbers.
+  Result r = Run("2H2(g)+O2(g)=2H2O(g)", {"--step", "1e-300", "--json"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  const nlohmann::json j = nlohmann::json::parse(r.out);
+  EXPECT_LE(j["rows"].size(), 300u);
+  EXPECT_GT(j["rows"].size(), 0u);
+  for (const auto& row : j["rows"]) EXPECT_TRUE(row["dG"].is_number()) << row.dump();
+}
+
 // With the shipped main database, when it is there.
 TEST(ZylReactionShipped, AgainstReferenceValues) {
   const fs::path main = fs::path(ZYL_SOURCE_DATA_DIR) / "Databases" / "MainDB6.ZYL";

@@ -89,6 +89,14 @@ TEST_F(ReactionTest, KAndLogKEdges) {
   auto down = CalcReactionTable(ParseEquation("Y=X"), {big, zero}, o);
   EXPECT_TRUE(std::isinf(down.rows.at(0).K));
   EXPECT_NEAR(down.rows[0].LogK.value(), 1e6 / (1.987 * 298.15 * std::log(10.0)), 1e-6);
+  // Such a K is written from its log K (10^733.08), never as INF, in the text table and in CSV.
+  const std::string k_text = FormatLargeK(down.rows[0].LogK.value());
+  EXPECT_EQ(k_text.substr(k_text.size() - 5), "E+733");
+  for (const std::string& out : {FormatReactionText(down), FormatReactionCsv(down)}) {
+    EXPECT_NE(out.find(k_text), std::string::npos) << out;
+    EXPECT_EQ(out.find("INF"), std::string::npos) << out;
+    EXPECT_EQ(out.find("inf"), std::string::npos) << out;
+  }
 }
 
 TEST_F(ReactionTest, TransitionRowsAndJump) {

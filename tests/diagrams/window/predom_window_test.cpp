@@ -15,6 +15,8 @@
 #include <QSvgRenderer>
 #include <QTemporaryDir>
 
+#include <sys/stat.h>
+
 #include "diagrams/cu_s_o.h"
 #include "diagrams/tpp_file.h"
 #include "diagrams/window/diagram_painter.h"
@@ -121,6 +123,20 @@ TEST(DiagramPicture, PicturesAreRenamedIntoPlaceAndLeaveNoTemporaries) {
   EXPECT_TRUE(error.contains("busy.svg"));
   EXPECT_EQ(QDir(dir.path()).entryList(QDir::NoDotAndDotDot | QDir::AllEntries, QDir::Name),
             QStringList({"busy.svg", "d.jpg", "d.pdf", "d.png", "d.svg"}));
+  // A new render is a new file renamed over the old one, never the old one rewritten in place: a second
+  // name linked to the old picture keeps it whole, and the picture's inode changes.
+  for (const char* name : {"d.png", "d.svg", "d.pdf"}) {
+    const QByteArray path = QFile::encodeName(dir.filePath(name));
+    const QByteArray keep = path + ".keep";
+    ASSERT_EQ(::link(path.constData(), keep.constData()), 0) << name;
+    struct stat before {}, after {}, kept {};
+    ASSERT_EQ(::stat(path.constData(), &before), 0);
+    ASSERT_TRUE(RenderToFile(c.picture, dir.filePath(name), QSize(400, 320), &error)) << name;
+    ASSERT_EQ(::stat(path.constData(), &after), 0);
+    ASSERT_EQ(::stat(keep.constData(), &kept), 0);
+    EXPECT_NE(after.st_ino, before.st_ino) << name;
+    EXPECT_EQ(kept.st_size, before.st_size) << name << ": the old picture was rewritten in place";
+  }
 }
 
 TEST(DiagramPicture, FormulaDigitsAreSubscripts) {

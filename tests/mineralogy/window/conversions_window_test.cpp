@@ -90,6 +90,11 @@ TEST_F(ConversionsTest, BadSamplesGiveMessages) {
   EXPECT_FALSE(w.Convert());
   EXPECT_FALSE(messages.Last().empty());
   EXPECT_FALSE(w.Result().ok());
+  // An unclosed bracket is no formula (it used to be read as Ca3PO4).
+  w.SetSample({{"CaO", 50}, {"Ca3(PO4", 50}});
+  EXPECT_FALSE(w.Convert());
+  EXPECT_EQ(messages.Last(), "Ca3(PO4: not a formula of known elements.");
+  EXPECT_FALSE(w.Result().ok());
 }
 
 }  // namespace

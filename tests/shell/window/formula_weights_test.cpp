@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QLabel>
 #include <QLineEdit>
 #include <QTableWidget>
 #include <QTest>
@@ -48,6 +49,32 @@ TEST(FormulaWeightsWindow, IonsUnknownElementsAndEmptyInput) {
   EXPECT_TRUE(w.FormulaWeightText().isEmpty());
   EXPECT_EQ(w.ElementsTable()->rowCount(), 0);
   w.SetFormula("((((((");  // whatever the parser makes of it, the window survives
+}
+
+// "Ca3(PO4" used to be weighed as Ca3PO4; brackets that do not pair up give no weight and say why.
+TEST(FormulaWeightsWindow, UnpairedBracketsAreRefused) {
+  testing::App();
+  FormulaWeights w;
+  auto note = [&w] {
+    QString text;
+    for (const QLabel* l : w.findChildren<QLabel*>())
+      if (l->text().contains("formula:")) text = l->text();
+    return text;
+  };
+  const std::pair<const char*, const char*> cases[] = {{"Ca3(PO4", "Unclosed '(' in formula: Ca3(PO4"},
+                                                       {"Ca3PO4)2", "Unmatched ')' in formula: Ca3PO4)2"},
+                                                       {"K3[Fe(CN)6", "Unclosed '[' in formula: K3[Fe(CN)6"}};
+  for (auto [formula, message] : cases) {
+    w.SetFormula(formula);
+    EXPECT_TRUE(w.FormulaWeightText().isEmpty()) << formula;
+    EXPECT_EQ(w.ElementsTable()->rowCount(), 0) << formula;
+    EXPECT_EQ(note(), message) << formula;
+  }
+  w.SetFormula("Ca3(PO4)2");  // paired again: 3 Ca + 2 P + 8 O
+  const ElementTable& t = Elements();
+  EXPECT_NEAR(w.FormulaWeightText().toDouble(),
+              3 * t.weight[t.Find("Ca")] + 2 * t.weight[t.Find("P")] + 8 * t.weight[t.Find("O")], 1e-4);
+  EXPECT_TRUE(note().isEmpty());
 }
 
 TEST(FormulaWeightsWindow, CopiesTabSeparatedResults) {
