@@ -45,6 +45,8 @@ void PrintText(const equilibrium::CalcResult& r) {
   for (const auto& p : r.points) {
     std::printf("T = %.2f K   P = %.6g atm   G = %.6f kJ   element residual %.3g   iterations %d\n", p.T, p.P, p.G,
                 p.element_residual, p.iterations);
+    for (const auto& a : p.amounts)
+      std::printf("  amount point %d: %s %s = %.6g mol\n", p.amount_index + 1, a.phase.c_str(), a.name.c_str(), a.amount);
     for (const auto& ph : p.phases) {
       std::printf("  %-20s %-8s %14.6e mol%s\n", ph.name.c_str(), equilibrium::PhaseTypeText(ph.type), ph.amount,
                   ph.stable ? "" : "   (absent)");
@@ -137,6 +139,7 @@ void RegisterEquilibrium(CLI::App& app) {
   cmd->add_option("--main-db", o->main_db, "Main database file (default: <data>/Databases/MainDB6.ZYL)");
   cmd->add_flag("--json", o->json,
                 "Print JSON: {results: [{T (K), P (atm), G (kJ), element_residual, iterations, "
+                "[amount_index, amounts: [{phase, name, amount (mol)}] with an amount sweep], "
                 "phases: [{name, type, amount (mol), stable, species: [{name, amount (mol), mole_fraction}]}]}]}");
   auto* nw = cmd->add_subcommand("new", "Write a description holding every database species of the given elements");
   nw->add_option("OUT", o->out, "Description file to write")->required();

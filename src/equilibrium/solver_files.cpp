@@ -130,6 +130,7 @@ Sheet SheetFromDescription(const Description& d) {
   s.T = d.T;
   s.T_step = d.T_step;
   s.T_count = d.T_count;
+  s.amount_count = d.amount_count;
   s.P = d.P;
   s.celsius = d.celsius;
   s.bar = d.bar;
@@ -144,6 +145,7 @@ Sheet SheetFromDescription(const Description& d) {
       r.kind = SheetRowKind::Species;
       r.name = sp.name;
       r.amount[0] = sp.amount;
+      r.step = sp.step;
       s.rows.push_back(r);
     }
   }
@@ -155,13 +157,14 @@ Description DescriptionFromSheet(const Sheet& s) {
   d.T = s.T;
   d.T_step = s.T_step;
   d.T_count = std::max(1, s.T_count);
+  d.amount_count = std::max(1, s.amount_count);
   d.P = s.P;
   d.celsius = s.celsius;
   d.bar = s.bar;
   for (const auto& r : s.rows) {
     if (r.kind == SheetRowKind::Phase) d.phases.push_back({r.name, r.type, {}});
     else if (r.kind == SheetRowKind::Species && !d.phases.empty())
-      d.phases.back().species.push_back({r.name, r.Total()});
+      d.phases.back().species.push_back({r.name, r.Total(), r.step});
   }
   return d;
 }
@@ -244,8 +247,10 @@ CheckReport CheckSheet(const Sheet& s, SolverFormat format, const thermo::Specie
     rep.marked = true;
   }
 
-  // 7. A temperature series needs its step.
+  // 7. A temperature or amount series needs its step.
   if (s.T_count > 1 && s.T_step == 0) Add(rep, 7, true, "Please give Step for Temperature");
+  if (s.amount_count > 1 && std::none_of(all.begin(), all.end(), [](const SheetRow* r) { return r->step != 0; }))
+    Add(rep, 7, true, "Please give Step for Amount");
 
   // 8. Aqueous phases are written with ideal activity coefficients for the SGM solver.
   bool aqueous = false;
@@ -329,10 +334,12 @@ void WriteKeywordText(const Sheet& s, const Grouped& g, bool with_data, const th
   out += fmt::format("TEMPERATURE {} {} STEP {} COUNT {}\n", Num(s.T), s.celsius ? "C" : "K", Num(s.T_step),
                      std::max(1, s.T_count));
   out += fmt::format("PRESSURE {} {}\n", Num(s.P), s.bar ? "bar" : "atm");
+  if (s.amount_count > 1) out += fmt::format("AMOUNTS COUNT {}\n", s.amount_count);
   for (const auto& p : g.phases) {
     out += fmt::format("PHASE {} {}\n", PhaseTypeText(p.row->type), p.row->name);
     for (const auto* r : p.species) {
       out += fmt::format("SPECIES {} {} {} {}\n", Num(r->amount[0]), Num(r->amount[1]), Num(r->amount[2]), r->name);
+      if (r->step != 0) out += "STEP " + Num(r->step) + '\n';
       if (!with_data) continue;
       const auto sd = thermo::ReadSpeciesData(thermo::FindSpecies(r->name, dbs), r->name);
       for (const auto& rg : sd.ranges)
@@ -595,6 +602,21 @@ DescriptionRead ReadKeywordText(const std::string& text, const char* magic) {
       if (name.empty()) return fail(i, "the species has no name.");
       if (r.desc.phases.empty()) return fail(i, "a species before the first PHASE line.");
       r.desc.phases.back().species.push_back({name, sum});
+    } else if (key == "AMOUNTS") {
+      std::string count_kw, cs;
+      in >> count_kw >> cs;
+      double count = 0;
+      if (count_kw != "COUNT" || !ParseNumber(cs, count) || count < 1 || count > kMaxPoints || count != std::floor(count))
+        return fail(i, fmt::format("expected AMOUNTS COUNT <n> with n from 1 to {}.", kMaxPoints));
+      r.desc.amount_count = static_cast<int>(count);
+    } else if (key == "STEP") {
+      std::string st, rest;
+      in >> st >> rest;
+      double step = 0;
+      if (!ParseNumber(st, step) || !rest.empty()) return fail(i, "expected STEP <mol>.");
+      if (r.desc.phases.empty() || r.desc.phases.back().species.empty())
+        return fail(i, "a STEP line must follow its SPECIES line.");
+      r.desc.phases.back().species.back().step = step;
     } else if (key == "END") {
       ended = true;
     } else {
@@ -603,6 +625,9 @@ DescriptionRead ReadKeywordText(const std::string& text, const char* magic) {
   }
   if (!ended) return fail(lines.size() > 0 ? lines.size() - 1 : 0, "the file ends before END.");
   if (r.desc.phases.empty()) r.error = "the file holds no phase.";
+  else if (static_cast<long>(r.desc.T_count) * r.desc.amount_count > kMaxPoints)
+    r.error = fmt::format("more than {} points (temperatures times amount points).", kMaxPoints);
+  else r.error = CheckAmountSweep(r.desc);
   return r;
 }
 

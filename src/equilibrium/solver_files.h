@@ -46,6 +46,7 @@ struct SheetRow {
   std::string name;                    ///< phase name, or species name with its phase suffix
   PhaseType type = PhaseType::Gas;     ///< of a phase row
   std::array<double, 3> amount{};      ///< mol in columns C, D and E (species rows)
+  double step = 0;                     ///< mol added per amount point (species rows)
   double Total() const { return amount[0] + amount[1] + amount[2]; }
 };
 
@@ -54,6 +55,7 @@ struct Sheet {
   double T = 298.15;   ///< in K or °C (celsius)
   double T_step = 0;   ///< K or °C
   int T_count = 1;
+  int amount_count = 1;  ///< amount points: C + D + E + k·step, k = 0..amount_count-1
   double P = 1;        ///< atm or bar
   bool celsius = false;
   bool bar = false;

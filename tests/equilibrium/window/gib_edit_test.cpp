@@ -152,6 +152,8 @@ TEST_F(GibEditTest, XlsxRoundTripAndFilters) {
             {SheetRowKind::Species, "H2O(g)", PhaseType::Gas, {0, 0, 2}},
             {SheetRowKind::Phase, "GRAPHITE", PhaseType::Pure, {}},
             {SheetRowKind::Species, "C", PhaseType::Gas, {}}};
+  s.amount_count = 3;
+  s.rows[2].step = 0.25;  // H2O(g): 2, 2.25, 2.5 mol
   w.SetSheet(s);
   const QString x = QString::fromStdString((dir.Path() / "ch4.xlsx").string());
   ASSERT_TRUE(w.SaveFile(x));
@@ -162,6 +164,9 @@ TEST_F(GibEditTest, XlsxRoundTripAndFilters) {
   EXPECT_EQ(DescriptionJson(a), DescriptionJson(b));
   EXPECT_EQ(b.T_count, 4);
   EXPECT_DOUBLE_EQ(b.phases[0].species[0].amount, 1.5);
+  EXPECT_EQ(b.amount_count, 3);
+  EXPECT_DOUBLE_EQ(b.phases[0].species[1].step, 0.25);
+  EXPECT_EQ(v.book().sheet(0).DisplayText(kHeaderRow, kStepCol), "Step (mol)");
   EXPECT_FALSE(v.OpenFile(QString::fromStdString((dir.Path() / "missing.xlsx").string())));
   EXPECT_EQ(SolverFileFilter(), "Gibbs (*.gem);;Gibbs (*.igi);;SGM (*.isg);;ChemSAGE 2 (*.da2);;ChemSAGE 3 (*.dat)");
 }
