@@ -134,7 +134,7 @@ int RunConvert(const EquilibriumCliOptions& o) {
 void RegisterEquilibrium(CLI::App& app) {
   auto o = std::make_shared<EquilibriumCliOptions>();
   auto* cmd = app.add_subcommand("equilibrium", "Equilibrium composition by Gibbs-energy minimisation");
-  cmd->add_option("FILE", o->file, "Description of the system: .json, .gem, .igi or .isg");
+  cmd->add_option("FILE", o->file, "Description of the system: .json, .gem, .igi, .isg, .da2 or .dat");
   cmd->add_option("--own-db", o->own_db, "Own database file (default: <user data>/OwnDB6.ZYL)");
   cmd->add_option("--main-db", o->main_db, "Main database file (default: <data>/Databases/MainDB6.ZYL)");
   cmd->add_flag("--json", o->json,
@@ -152,7 +152,7 @@ void RegisterEquilibrium(CLI::App& app) {
   nw->add_flag("--json", o->json, "Print JSON: {file, phases, species}");
   nw->callback([o] { RunNew(*o); });
   auto* cv = cmd->add_subcommand("convert", "Write a description as a solver file (gem, igi, isg, da2, dat)");
-  cv->add_option("FILE", o->conv_in, "Description to convert (.json, .gem, .igi, .isg)")->required();
+  cv->add_option("FILE", o->conv_in, "Description to convert (.json, .gem, .igi, .isg, .da2, .dat)")->required();
   cv->add_option("OUT", o->conv_out, "Solver file to write")->required();
   cv->add_option("--to", o->to, "Target format: gem, igi, isg, da2 or dat")->required();
   cv->add_option("--own-db", o->own_db, "Own database file");

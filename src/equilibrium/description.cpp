@@ -344,7 +344,7 @@ PointResult PointOf(const PreparedSystem& sys, const Description& d, const Gibbs
 CalcResult Calculate(const Description& d, const thermo::SpeciesDatabases& dbs) {
   CalcResult res;
   if (res.error = CheckAmountSweep(d); !res.ok()) return res;
-  auto sys = Prepare(d, dbs);
+  auto sys = HasEmbeddedData(d) ? PrepareEmbedded(d) : Prepare(d, dbs);
   if (!sys.ok()) {
     res.error = sys.error;
     return res;

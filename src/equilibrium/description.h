@@ -1,6 +1,7 @@
 #pragma once
 // The JSON description of an equilibrium problem, its calculation over a temperature series with
 // species data from the databases, and the JSON result.
+#include <array>
 #include <optional>
 #include <string>
 #include <vector>
@@ -17,10 +18,23 @@ inline constexpr double kAtmPerBar = 1.0 / 1.01325;        ///< atm per bar
 
 enum class PhaseType { Gas, Solution, Aqueous, Pure };
 
+/// One interval of G(T) = A + B T + C T lnT + D T^2 + E T^3 + F/T, J/mol, valid up to t_max (K).
+struct GibbsInterval {
+  double t_max = 0;
+  std::array<double, 6> c{};  ///< A..F
+};
+
+/// Species data carried by a file instead of the databases (read from ChemSage data files).
+struct EmbeddedData {
+  std::vector<std::pair<std::string, double>> formula;  ///< element symbol ("e-": charge) and amount
+  std::vector<GibbsInterval> gibbs;                      ///< G°(T) at 1 atm, rising t_max
+};
+
 struct DescSpecies {
   std::string name;
   double amount = 0;  ///< mol, at the first amount point
   double step = 0;    ///< mol added per amount point
+  std::optional<EmbeddedData> data = std::nullopt;  ///< when set, used instead of a database lookup
 };
 
 struct DescPhase {
@@ -110,6 +124,12 @@ struct PreparedSystem {
 };
 
 PreparedSystem Prepare(const Description& d, const thermo::SpeciesDatabases& dbs);
+/// The same from the species' embedded data (every species must carry it); no database lookup.
+PreparedSystem PrepareEmbedded(const Description& d);
+/// True when some species carries embedded data.
+bool HasEmbeddedData(const Description& d);
+/// Species data whose functions are exactly the G(T) intervals (the first interval from 298.15 K).
+thermo::SpeciesData SpeciesDataFromIntervals(const std::string& name, const std::vector<GibbsInterval>& gibbs);
 /// Sets G°/RT of every species at T (K) and minimises.
 GibbsResult SolveAt(PreparedSystem& sys, double T);
 
