@@ -39,9 +39,6 @@ class ChemSageTest : public testing::ShippedDbTest {
     EXPECT_TRUE(w.ok()) << w.error;
     return w.text;
   }
-  static thermo::SpeciesData Data(const std::string& name) {
-    return thermo::ReadSpeciesData(thermo::FindSpecies(name, *dbs_), name);
-  }
 };
 
 // The G(T) intervals turned back into database ranges give the database's G at every temperature:

@@ -22,13 +22,6 @@ class SweepTest : public testing::ShippedDbTest {
     d.phases.push_back({"GAS", PhaseType::Gas, {{"H2(g)", 1.0}, {"O2(g)", 0.1, 0.2}, {"H2O(g)", 0.0}}});
     return d;
   }
-  static double Mol(const PointResult& r, const std::string& name) {
-    for (const auto& p : r.phases)
-      for (const auto& s : p.species)
-        if (s.name == name) return s.amount;
-    ADD_FAILURE() << name << " not in result";
-    return 0;
-  }
 };
 
 // H2 + x O2 at 1000 K: K of H2 + 1/2 O2 = H2O is about 1e10 there (ΔG° ≈ -192.6 kJ/mol, JANAF), so
