@@ -145,6 +145,8 @@ GibEdit::GibEdit(platform::Messages* msgs, QWidget* parent) : QMainWindow(parent
   grid_->setObjectName("F1Gibbs");
   book_.sheet(0).SetColumnWidth(0, 24);
   book_.sheet(0).SetColumnWidth(1, 12);
+  book_.sheet(0).SetColumnWidth(kStepCol, 11);
+  book_.sheet(0).SetColumnWidth(kAmountCountCol - 1, 13);
   grid_->Refresh();
   setCentralWidget(grid_);
   SetName(name_);

@@ -116,6 +116,13 @@ TEST_F(GibEditTest, MessagesTheUserCanReach) {
   EXPECT_FALSE(w.SaveSolverFile(out, SolverFormat::Gem));
   EXPECT_TRUE(rec.Saw("ZYL can not find: Qq9(g) from the database. Please edit or delete this formula."));
 
+  // An amount count typed into H2 without any step in column F.
+  rec.shown.clear();
+  w.SetSheet(s);
+  w.book().sheet(0).SetNumber(kTRow, kAmountCountCol, 4);
+  EXPECT_FALSE(w.SaveSolverFile(out, SolverFormat::Gem));
+  EXPECT_TRUE(rec.Saw("Please give Step for Amount"));
+
   rec.shown.clear();
   EXPECT_FALSE(w.FillFromElements({}, true, true, false));
   EXPECT_FALSE(w.FillFromElements({"Xx"}, true, true, false));
