@@ -45,6 +45,8 @@ void PrintText(const equilibrium::CalcResult& r) {
   for (const auto& p : r.points) {
     std::printf("T = %.2f K   P = %.6g atm   G = %.6f kJ   element residual %.3g   iterations %d\n", p.T, p.P, p.G,
                 p.element_residual, p.iterations);
+    for (const auto& a : p.amounts)
+      std::printf("  amount point %d: %s %s = %.6g mol\n", p.amount_index + 1, a.phase.c_str(), a.name.c_str(), a.amount);
     for (const auto& ph : p.phases) {
       std::printf("  %-20s %-8s %14.6e mol%s\n", ph.name.c_str(), equilibrium::PhaseTypeText(ph.type), ph.amount,
                   ph.stable ? "" : "   (absent)");
@@ -132,11 +134,12 @@ int RunConvert(const EquilibriumCliOptions& o) {
 void RegisterEquilibrium(CLI::App& app) {
   auto o = std::make_shared<EquilibriumCliOptions>();
   auto* cmd = app.add_subcommand("equilibrium", "Equilibrium composition by Gibbs-energy minimisation");
-  cmd->add_option("FILE", o->file, "Description of the system: .json, .gem, .igi or .isg");
+  cmd->add_option("FILE", o->file, "Description of the system: .json, .gem, .igi, .isg, .da2 or .dat");
   cmd->add_option("--own-db", o->own_db, "Own database file (default: <user data>/OwnDB6.ZYL)");
   cmd->add_option("--main-db", o->main_db, "Main database file (default: <data>/Databases/MainDB6.ZYL)");
   cmd->add_flag("--json", o->json,
                 "Print JSON: {results: [{T (K), P (atm), G (kJ), element_residual, iterations, "
+                "[amount_index, amounts: [{phase, name, amount (mol)}] with an amount sweep], "
                 "phases: [{name, type, amount (mol), stable, species: [{name, amount (mol), mole_fraction}]}]}]}");
   auto* nw = cmd->add_subcommand("new", "Write a description holding every database species of the given elements");
   nw->add_option("OUT", o->out, "Description file to write")->required();
@@ -149,7 +152,7 @@ void RegisterEquilibrium(CLI::App& app) {
   nw->add_flag("--json", o->json, "Print JSON: {file, phases, species}");
   nw->callback([o] { RunNew(*o); });
   auto* cv = cmd->add_subcommand("convert", "Write a description as a solver file (gem, igi, isg, da2, dat)");
-  cv->add_option("FILE", o->conv_in, "Description to convert (.json, .gem, .igi, .isg)")->required();
+  cv->add_option("FILE", o->conv_in, "Description to convert (.json, .gem, .igi, .isg, .da2, .dat)")->required();
   cv->add_option("OUT", o->conv_out, "Solver file to write")->required();
   cv->add_option("--to", o->to, "Target format: gem, igi, isg, da2 or dat")->required();
   cv->add_option("--own-db", o->own_db, "Own database file");

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <set>
 
+#include <fmt/format.h>
+
 #include "equilibrium/gibbs_solver.h"
 #include "thermo/formula.h"
 #include "thermo/species_db.h"
@@ -82,6 +84,17 @@ DescriptionRead ParseDescription(const std::string& text) {
     return r;
   }
   d.T_count = static_cast<int>(count);
+  double amount_count = 1;
+  if (!Number(j, "amount_count", amount_count, r.error)) return r;
+  if (amount_count < 1 || amount_count > kMaxPoints || amount_count != std::floor(amount_count)) {
+    r.error = "\"amount_count\" must be a whole number from 1 to " + std::to_string(kMaxPoints) + ".";
+    return r;
+  }
+  d.amount_count = static_cast<int>(amount_count);
+  if (static_cast<long>(d.T_count) * d.amount_count > kMaxPoints) {
+    r.error = "\"T_count\" times \"amount_count\" must not exceed " + std::to_string(kMaxPoints) + " points.";
+    return r;
+  }
   auto phases = j.find("phases");
   if (phases == j.end() || !phases->is_array() || phases->empty()) {
     r.error = "The description needs a non-empty \"phases\" list.";
@@ -115,7 +128,7 @@ DescriptionRead ParseDescription(const std::string& text) {
         return r;
       }
       ds.name = s["name"].get<std::string>();
-      if (!Number(s, "amount", ds.amount, r.error)) return r;
+      if (!Number(s, "amount", ds.amount, r.error) || !Number(s, "step", ds.step, r.error)) return r;
       if (ds.amount < 0) {
         r.error = "Species " + ds.name + ": the amount must not be negative.";
         return r;
@@ -124,7 +137,21 @@ DescriptionRead ParseDescription(const std::string& text) {
     }
     d.phases.push_back(std::move(ph));
   }
+  r.error = CheckAmountSweep(d);
   return r;
+}
+
+std::string CheckAmountSweep(const Description& d) {
+  bool stepped = false;
+  for (const auto& p : d.phases)
+    for (const auto& s : p.species) {
+      stepped = stepped || s.step != 0;
+      if (AmountAt(s, d.amount_count - 1) < 0)
+        return "Species " + s.name + ": the amount at the last amount point, " +
+               fmt::format("{:.6g}", AmountAt(s, d.amount_count - 1)) + " mol, is negative.";
+    }
+  if (d.amount_count > 1 && !stepped) return "Please give Step for Amount";
+  return {};
 }
 
 nlohmann::ordered_json DescriptionJson(const Description& d) {
@@ -135,10 +162,14 @@ nlohmann::ordered_json DescriptionJson(const Description& d) {
   j["pressure_unit"] = d.bar ? "bar" : "atm";
   j["T_step"] = d.T_step;
   j["T_count"] = d.T_count;
+  if (SweepsAmounts(d)) j["amount_count"] = d.amount_count;
   auto phases = nlohmann::ordered_json::array();
   for (const auto& p : d.phases) {
     auto sp = nlohmann::ordered_json::array();
-    for (const auto& s : p.species) sp.push_back({{"name", s.name}, {"amount", s.amount}});
+    for (const auto& s : p.species) {
+      sp.push_back({{"name", s.name}, {"amount", s.amount}});
+      if (s.step != 0) sp.back()["step"] = s.step;
+    }
     phases.push_back({{"name", p.name}, {"type", PhaseTypeText(p.type)}, {"species", sp}});
   }
   j["phases"] = phases;
@@ -255,16 +286,70 @@ GibbsResult SolveAt(PreparedSystem& sys, double T) {
   return r.ok ? r : first;
 }
 
+namespace {
+
+// Element totals of amount point k (the prepared totals hold point 0); false when the amounts
+// carry a net charge.
+bool SetElementAmounts(PreparedSystem& sys, const Description& d, int k) {
+  GibbsProblem& pr = sys.problem;
+  std::fill(pr.element_mol.begin(), pr.element_mol.end(), 0.0);
+  for (size_t j = 0; j < pr.species.size(); ++j) {
+    const double n = AmountAt(d.phases[sys.species_slots[j].first].species[sys.species_slots[j].second], k);
+    for (size_t e = 0; e < pr.elements.size(); ++e) pr.element_mol[e] += n * pr.species[j].elements[e];
+  }
+  for (size_t e = 0; e < pr.elements.size(); ++e) {
+    if (pr.elements[e] != thermo::kElectron) continue;
+    if (std::fabs(pr.element_mol[e]) > 1e-12) return false;
+    pr.element_mol[e] = 0.0;
+  }
+  return true;
+}
+
+PointResult PointOf(const PreparedSystem& sys, const Description& d, const GibbsResult& g, double tk) {
+  const GibbsProblem& pr = sys.problem;
+  const auto& slots = sys.species_slots;
+  PointResult pt;
+  pt.T = tk;
+  pt.P = pr.pressure;
+  pt.element_residual = g.max_residual;
+  pt.iterations = g.iterations;
+  pt.G = g.g_rt * kGasConstantJ * tk / 1000.0;  // G = Σ b_k·λ_k at equilibrium
+  for (const auto& ph : d.phases) {
+    PhaseResult r;
+    r.name = ph.name;
+    r.type = ph.type;
+    pt.phases.push_back(std::move(r));
+  }
+  for (size_t j = 0; j < slots.size(); ++j) {
+    auto& r = pt.phases[slots[j].first];
+    r.species.push_back({pr.species[j].name, g.mol[j], 0.0, std::nullopt});
+    r.amount += g.mol[j];
+  }
+  for (auto& r : pt.phases) {
+    r.stable = r.amount > 0;
+    for (auto& s : r.species) s.mole_fraction = r.amount > 0 ? s.amount / r.amount : 0.0;
+  }
+  for (const auto& ph : pr.phases) {
+    if (ph.kind != MixtureKind::Aqueous) continue;
+    const double water_kg = g.mol[ph.solvent] * kWaterMolarMassKg;
+    auto& r = pt.phases[slots[ph.solvent].first];
+    for (size_t s = 0; s < r.species.size(); ++s)
+      if (s != slots[ph.solvent].second && water_kg > 0) r.species[s].molality = r.species[s].amount / water_kg;
+  }
+  return pt;
+}
+
+}  // namespace
+
 CalcResult Calculate(const Description& d, const thermo::SpeciesDatabases& dbs) {
   CalcResult res;
-  auto sys = Prepare(d, dbs);
+  if (res.error = CheckAmountSweep(d); !res.ok()) return res;
+  auto sys = HasEmbeddedData(d) ? PrepareEmbedded(d) : Prepare(d, dbs);
   if (!sys.ok()) {
     res.error = sys.error;
     return res;
   }
-  const GibbsProblem& pr = sys.problem;
-  const double p_atm = pr.pressure;
-  const auto& slots = sys.species_slots;
+  const bool sweep = SweepsAmounts(d);
   for (int t = 0; t < d.T_count; ++t) {
     const double tin = d.T + t * d.T_step;
     const double tk = d.celsius ? tin + kCelsiusOffset : tin;
@@ -272,41 +357,26 @@ CalcResult Calculate(const Description& d, const thermo::SpeciesDatabases& dbs) 
       res.error = "The temperature must be above 0 K.";
       return res;
     }
-    const double rt = kGasConstantJ * tk;  // J/mol
-    auto g = SolveAt(sys, tk);
-    if (!g.ok) {
-      res.error = "At " + std::to_string(tk) + " K: " + g.message;
-      return res;
+    for (int k = 0; k < d.amount_count; ++k) {
+      if (sweep && !SetElementAmounts(sys, d, k)) {
+        res.error = "At amount point " + std::to_string(k + 1) + ": the species amounts carry a net charge.";
+        return res;
+      }
+      auto g = SolveAt(sys, tk);
+      if (!g.ok) {
+        res.error = "At " + std::to_string(tk) + " K" + (sweep ? ", amount point " + std::to_string(k + 1) : "") +
+                    ": " + g.message;
+        return res;
+      }
+      PointResult pt = PointOf(sys, d, g, tk);
+      if (sweep) {
+        pt.amount_index = k;
+        for (const auto& ph : d.phases)
+          for (const auto& s : ph.species)
+            if (s.step != 0) pt.amounts.push_back({ph.name, s.name, AmountAt(s, k)});
+      }
+      res.points.push_back(std::move(pt));
     }
-    PointResult pt;
-    pt.T = tk;
-    pt.P = p_atm;
-    pt.element_residual = g.max_residual;
-    pt.iterations = g.iterations;
-    pt.G = g.g_rt * rt / 1000.0;  // G = Σ b_k·λ_k at equilibrium
-    for (const auto& ph : d.phases) {
-      PhaseResult r;
-      r.name = ph.name;
-      r.type = ph.type;
-      pt.phases.push_back(std::move(r));
-    }
-    for (size_t j = 0; j < slots.size(); ++j) {
-      auto& r = pt.phases[slots[j].first];
-      r.species.push_back({pr.species[j].name, g.mol[j], 0.0, std::nullopt});
-      r.amount += g.mol[j];
-    }
-    for (auto& r : pt.phases) {
-      r.stable = r.amount > 0;
-      for (auto& s : r.species) s.mole_fraction = r.amount > 0 ? s.amount / r.amount : 0.0;
-    }
-    for (const auto& ph : pr.phases) {
-      if (ph.kind != MixtureKind::Aqueous) continue;
-      const double water_kg = g.mol[ph.solvent] * kWaterMolarMassKg;
-      auto& r = pt.phases[slots[ph.solvent].first];
-      for (size_t s = 0; s < r.species.size(); ++s)
-        if (s != slots[ph.solvent].second && water_kg > 0) r.species[s].molality = r.species[s].amount / water_kg;
-    }
-    res.points.push_back(std::move(pt));
   }
   return res;
 }
@@ -332,8 +402,14 @@ nlohmann::ordered_json ResultJson(const CalcResult& r) {
                        {"P", p.P},
                        {"G", p.G},
                        {"element_residual", p.element_residual},
-                       {"iterations", p.iterations},
-                       {"phases", phases}});
+                       {"iterations", p.iterations}});
+    if (!p.amounts.empty()) {
+      OJ swept = OJ::array();
+      for (const auto& a : p.amounts) swept.push_back({{"phase", a.phase}, {"name", a.name}, {"amount", a.amount}});
+      results.back()["amount_index"] = p.amount_index;
+      results.back()["amounts"] = swept;
+    }
+    results.back()["phases"] = phases;
   }
   return {{"results", results}};
 }

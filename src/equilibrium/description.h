@@ -1,6 +1,7 @@
 #pragma once
 // The JSON description of an equilibrium problem, its calculation over a temperature series with
 // species data from the databases, and the JSON result.
+#include <array>
 #include <optional>
 #include <string>
 #include <vector>
@@ -17,9 +18,23 @@ inline constexpr double kAtmPerBar = 1.0 / 1.01325;        ///< atm per bar
 
 enum class PhaseType { Gas, Solution, Aqueous, Pure };
 
+/// One interval of G(T) = A + B T + C T lnT + D T^2 + E T^3 + F/T, J/mol, valid up to t_max (K).
+struct GibbsInterval {
+  double t_max = 0;
+  std::array<double, 6> c{};  ///< A..F
+};
+
+/// Species data carried by a file instead of the databases (read from ChemSage data files).
+struct EmbeddedData {
+  std::vector<std::pair<std::string, double>> formula;  ///< element symbol ("e-": charge) and amount
+  std::vector<GibbsInterval> gibbs;                      ///< G°(T) at 1 atm, rising t_max
+};
+
 struct DescSpecies {
   std::string name;
-  double amount = 0;  ///< mol
+  double amount = 0;  ///< mol, at the first amount point
+  double step = 0;    ///< mol added per amount point
+  std::optional<EmbeddedData> data = std::nullopt;  ///< when set, used instead of a database lookup
 };
 
 struct DescPhase {
@@ -35,8 +50,19 @@ struct Description {
   bool bar = false;                  ///< "pressure_unit": "bar" (else "atm")
   double T_step = 0;                 ///< temperature step, K or °C
   int T_count = 1;                   ///< number of temperatures
+  int amount_count = 1;              ///< number of amount points (amount + k·step, k = 0..count-1)
   std::vector<DescPhase> phases;
 };
+
+/// Most points (temperatures × amount points) one description may ask for.
+inline constexpr int kMaxPoints = 10000;
+
+/// Amount of a species at amount point k, mol.
+inline double AmountAt(const DescSpecies& s, int k) { return s.amount + k * s.step; }
+/// True when the description varies the amounts (more than one amount point).
+inline bool SweepsAmounts(const Description& d) { return d.amount_count > 1; }
+/// "" when every amount point is usable, else the reason (no step given, a negative amount).
+std::string CheckAmountSweep(const Description& d);
 
 /// Parsed description or the reason it can not be used.
 struct DescriptionRead {
@@ -64,12 +90,21 @@ struct PhaseResult {
   std::vector<SpeciesResult> species;
 };
 
+/// A species whose amount is swept, with its amount at one point.
+struct SweptAmount {
+  std::string phase;
+  std::string name;
+  double amount = 0;  ///< mol fed at this point
+};
+
 struct PointResult {
   double T = 0;                 ///< K
   double P = 0;                 ///< atm
   double G = 0;                 ///< kJ, total Gibbs energy of the system
   double element_residual = 0;  ///< largest relative element-balance residual
   int iterations = 0;
+  int amount_index = 0;             ///< k of the amount point (0 without an amount sweep)
+  std::vector<SweptAmount> amounts; ///< the swept species' amounts (empty without an amount sweep)
   std::vector<PhaseResult> phases;
 };
 
@@ -89,10 +124,16 @@ struct PreparedSystem {
 };
 
 PreparedSystem Prepare(const Description& d, const thermo::SpeciesDatabases& dbs);
+/// The same from the species' embedded data (every species must carry it); no database lookup.
+PreparedSystem PrepareEmbedded(const Description& d);
+/// True when some species carries embedded data.
+bool HasEmbeddedData(const Description& d);
+/// Species data whose functions are exactly the G(T) intervals (the first interval from 298.15 K).
+thermo::SpeciesData SpeciesDataFromIntervals(const std::string& name, const std::vector<GibbsInterval>& gibbs);
 /// Sets G°/RT of every species at T (K) and minimises.
 GibbsResult SolveAt(PreparedSystem& sys, double T);
 
-/// Equilibrium at every temperature of the description.
+/// Equilibrium at every point of the description: temperature outer, amount point inner.
 CalcResult Calculate(const Description& d, const thermo::SpeciesDatabases& dbs);
 nlohmann::ordered_json ResultJson(const CalcResult& r);
 

@@ -23,6 +23,9 @@ constexpr double kCelsiusOffset = thermo::kCelsiusOffset;
 constexpr double kChargeTolerance = 1e-9;  ///< mol, electron balance of the raw materials
 constexpr const char* kGemMagic = "ZYL GEM 1";
 constexpr const char* kIgiMagic = "ZYL IGI 1";
+constexpr const char* kChemSageConditions = " ZYL CONDITIONS";
+constexpr const char* kChemSageElectron = "e(-)";
+constexpr size_t kMaxChemSageIntervals = 100;
 constexpr int kMaxReadLines = 2'000'000;
 constexpr int kMaxCount = 100'000;  ///< sanity bound on counts read from files
 
@@ -130,6 +133,7 @@ Sheet SheetFromDescription(const Description& d) {
   s.T = d.T;
   s.T_step = d.T_step;
   s.T_count = d.T_count;
+  s.amount_count = d.amount_count;
   s.P = d.P;
   s.celsius = d.celsius;
   s.bar = d.bar;
@@ -144,6 +148,7 @@ Sheet SheetFromDescription(const Description& d) {
       r.kind = SheetRowKind::Species;
       r.name = sp.name;
       r.amount[0] = sp.amount;
+      r.step = sp.step;
       s.rows.push_back(r);
     }
   }
@@ -155,13 +160,14 @@ Description DescriptionFromSheet(const Sheet& s) {
   d.T = s.T;
   d.T_step = s.T_step;
   d.T_count = std::max(1, s.T_count);
+  d.amount_count = std::max(1, s.amount_count);
   d.P = s.P;
   d.celsius = s.celsius;
   d.bar = s.bar;
   for (const auto& r : s.rows) {
     if (r.kind == SheetRowKind::Phase) d.phases.push_back({r.name, r.type, {}});
     else if (r.kind == SheetRowKind::Species && !d.phases.empty())
-      d.phases.back().species.push_back({r.name, r.Total()});
+      d.phases.back().species.push_back({r.name, r.Total(), r.step});
   }
   return d;
 }
@@ -244,8 +250,10 @@ CheckReport CheckSheet(const Sheet& s, SolverFormat format, const thermo::Specie
     rep.marked = true;
   }
 
-  // 7. A temperature series needs its step.
+  // 7. A temperature or amount series needs its step.
   if (s.T_count > 1 && s.T_step == 0) Add(rep, 7, true, "Please give Step for Temperature");
+  if (s.amount_count > 1 && std::none_of(all.begin(), all.end(), [](const SheetRow* r) { return r->step != 0; }))
+    Add(rep, 7, true, "Please give Step for Amount");
 
   // 8. Aqueous phases are written with ideal activity coefficients for the SGM solver.
   bool aqueous = false;
@@ -303,6 +311,27 @@ std::vector<GibbsInterval> GibbsIntervals(const thermo::SpeciesData& sp) {
   return out;
 }
 
+namespace {
+
+constexpr double kHeldIntervalTop = 6000;  ///< K, upper end of the interval that holds Cp
+
+// Above its ranges an aqueous species or liquid water keeps Cp (and H, S continue) in the species
+// functions; ChemSage would extend the last interval's polynomial instead. One more interval of
+// that constant Cp carries the held values, G = H2 + cp (T - T2) - T (S2 + cp ln(T/T2)).
+void AppendHeldCpInterval(const thermo::SpeciesData& sp, std::vector<GibbsInterval>& iv) {
+  if (iv.empty() || !thermo::HoldsCpAboveRanges(sp) || iv.back().t_max >= kHeldIntervalTop) return;
+  const double t2 = iv.back().t_max, probe = t2 + 1;
+  const auto v = thermo::CalcSpeciesAtTPlain(sp, probe);
+  const double cp = v.cp, h2 = v.h - cp * (probe - t2), s2 = v.s - cp * std::log(probe / t2);  // cal
+  GibbsInterval g;
+  g.t_max = kHeldIntervalTop;
+  g.c = {h2 - cp * t2, cp - s2 + cp * std::log(t2), -cp, 0, 0, 0};
+  for (auto& x : g.c) x *= thermo::kCalToJ;
+  iv.push_back(g);
+}
+
+}  // namespace
+
 double GibbsAt(const GibbsInterval& g, double T) {
   const auto& c = g.c;
   return c[0] + c[1] * T + c[2] * T * std::log(T) + c[3] * T * T + c[4] * T * T * T + c[5] / T;
@@ -329,10 +358,12 @@ void WriteKeywordText(const Sheet& s, const Grouped& g, bool with_data, const th
   out += fmt::format("TEMPERATURE {} {} STEP {} COUNT {}\n", Num(s.T), s.celsius ? "C" : "K", Num(s.T_step),
                      std::max(1, s.T_count));
   out += fmt::format("PRESSURE {} {}\n", Num(s.P), s.bar ? "bar" : "atm");
+  if (s.amount_count > 1) out += fmt::format("AMOUNTS COUNT {}\n", s.amount_count);
   for (const auto& p : g.phases) {
     out += fmt::format("PHASE {} {}\n", PhaseTypeText(p.row->type), p.row->name);
     for (const auto* r : p.species) {
       out += fmt::format("SPECIES {} {} {} {}\n", Num(r->amount[0]), Num(r->amount[1]), Num(r->amount[2]), r->name);
+      if (r->step != 0) out += "STEP " + Num(r->step) + '\n';
       if (!with_data) continue;
       const auto sd = thermo::ReadSpeciesData(thermo::FindSpecies(r->name, dbs), r->name);
       for (const auto& rg : sd.ranges)
@@ -414,7 +445,7 @@ void WriteChemSage(const Sheet& s, const Grouped& g, const Stoichiometry& st, bo
   if (marked) title += "  " + std::string(kMayNotWork);
   out += " System " + title + '\n';
   std::vector<std::string> names(st.elements);
-  if (st.charged) names.push_back("e(-)");
+  if (st.charged) names.push_back(kChemSageElectron);
   const size_t ne = names.size();
   // Counts: elements, solution phases (the gas slot always counts), species of the gas phase
   // (0: none), of each other solution phase, then the pure substances.
@@ -433,7 +464,9 @@ void WriteChemSage(const Sheet& s, const Grouped& g, const Stoichiometry& st, bo
   out += '\n';
   out += "   6   1   2   3   4   5   6\n   6   1   2   3   4   5   6\n";
   auto species = [&](const SheetRow* r, bool gas_species) {
-    auto iv = GibbsIntervals(thermo::ReadSpeciesData(thermo::FindSpecies(r->name, dbs), r->name));
+    const auto sd = thermo::ReadSpeciesData(thermo::FindSpecies(r->name, dbs), r->name);
+    auto iv = GibbsIntervals(sd);
+    AppendHeldCpInterval(sd, iv);
     // ChemSage gas data refer to a standard pressure of 1 bar, ours to 1 atm:
     // G°(1 bar) = G°(1 atm) - R T ln(1.01325).
     if (gas_species)
@@ -456,6 +489,11 @@ void WriteChemSage(const Sheet& s, const Grouped& g, const Stoichiometry& st, bo
   else out += " gas_ideal\n IDMX\n";
   for (const auto* p : solutions) mixture(p);
   for (const auto* r : pures) species(r, false);
+  // The conditions (temperatures, pressure, phases, amounts and steps) follow the data in the gem
+  // keywords; readers of the layout stop after the counted species.
+  std::string conditions;
+  WriteKeywordText(s, g, false, dbs, false, conditions);
+  out += std::string(kChemSageConditions) + '\n' + conditions.substr(conditions.find("\nTEMPERATURE ") + 1);
 }
 
 }  // namespace
@@ -595,6 +633,21 @@ DescriptionRead ReadKeywordText(const std::string& text, const char* magic) {
       if (name.empty()) return fail(i, "the species has no name.");
       if (r.desc.phases.empty()) return fail(i, "a species before the first PHASE line.");
       r.desc.phases.back().species.push_back({name, sum});
+    } else if (key == "AMOUNTS") {
+      std::string count_kw, cs;
+      in >> count_kw >> cs;
+      double count = 0;
+      if (count_kw != "COUNT" || !ParseNumber(cs, count) || count < 1 || count > kMaxPoints || count != std::floor(count))
+        return fail(i, fmt::format("expected AMOUNTS COUNT <n> with n from 1 to {}.", kMaxPoints));
+      r.desc.amount_count = static_cast<int>(count);
+    } else if (key == "STEP") {
+      std::string st, rest;
+      in >> st >> rest;
+      double step = 0;
+      if (!ParseNumber(st, step) || !rest.empty()) return fail(i, "expected STEP <mol>.");
+      if (r.desc.phases.empty() || r.desc.phases.back().species.empty())
+        return fail(i, "a STEP line must follow its SPECIES line.");
+      r.desc.phases.back().species.back().step = step;
     } else if (key == "END") {
       ended = true;
     } else {
@@ -603,6 +656,9 @@ DescriptionRead ReadKeywordText(const std::string& text, const char* magic) {
   }
   if (!ended) return fail(lines.size() > 0 ? lines.size() - 1 : 0, "the file ends before END.");
   if (r.desc.phases.empty()) r.error = "the file holds no phase.";
+  else if (static_cast<long>(r.desc.T_count) * r.desc.amount_count > kMaxPoints)
+    r.error = fmt::format("more than {} points (temperatures times amount points).", kMaxPoints);
+  else r.error = CheckAmountSweep(r.desc);
   return r;
 }
 
@@ -689,7 +745,203 @@ DescriptionRead ReadIsg(const std::string& text) {
   return r;
 }
 
+// Whitespace-separated tokens over lines, and whole lines for names (ChemSage data files).
+class Cursor {
+ public:
+  explicit Cursor(const std::vector<std::string>& lines) : lines_(lines) {}
+  size_t LineNumber() const { return std::min(line_, lines_.size() - (lines_.empty() ? 0 : 1)) + 1; }
+  bool Token(std::string& tok) {
+    while (line_ < lines_.size()) {
+      const std::string& l = lines_[line_];
+      while (pos_ < l.size() && std::isspace(static_cast<unsigned char>(l[pos_]))) ++pos_;
+      if (pos_ >= l.size()) {
+        ++line_;
+        pos_ = 0;
+        continue;
+      }
+      const size_t start = pos_;
+      while (pos_ < l.size() && !std::isspace(static_cast<unsigned char>(l[pos_]))) ++pos_;
+      tok = l.substr(start, pos_ - start);
+      return true;
+    }
+    return false;
+  }
+  bool Number(double& v) {
+    std::string tok;
+    return Token(tok) && ParseNumber(tok, v);
+  }
+  bool Count(size_t& n, size_t max) {
+    double v = 0;
+    if (!Number(v) || v < 0 || v > static_cast<double>(max) || v != std::floor(v)) return false;
+    n = static_cast<size_t>(v);
+    return true;
+  }
+  /// The next non-blank line (trimmed), after the rest of the current one.
+  bool Line(std::string& out) {
+    if (pos_ > 0) {
+      ++line_;
+      pos_ = 0;
+    }
+    while (line_ < lines_.size()) {
+      out = platform::Trim(lines_[line_++]);
+      if (!out.empty()) return true;
+    }
+    return false;
+  }
+  /// The n-th non-blank line ahead (0: the next), trimmed; empty when none.
+  std::string Peek(size_t n) const {
+    for (size_t i = line_ + (pos_ > 0 ? 1 : 0); i < lines_.size(); ++i) {
+      std::string t = platform::Trim(lines_[i]);
+      if (t.empty()) continue;
+      if (n-- == 0) return t;
+    }
+    return {};
+  }
+  /// The lines after the next non-blank one.
+  std::string RestAfterNextLine() const {
+    std::string rest;
+    bool skipped = false;
+    for (size_t i = line_ + (pos_ > 0 ? 1 : 0); i < lines_.size(); ++i) {
+      if (!skipped) {
+        skipped = !platform::Trim(lines_[i]).empty();
+        continue;
+      }
+      rest += lines_[i] + '\n';
+    }
+    return rest;
+  }
+
+ private:
+  const std::vector<std::string>& lines_;
+  size_t line_ = 0, pos_ = 0;
+};
+
 }  // namespace
+
+DescriptionRead ReadChemSage(const std::string& text) {
+  DescriptionRead r;
+  const auto lines = Lines(text);
+  Cursor in(lines);
+  auto fail = [&](const std::string& what) {
+    r.desc = {};
+    r.error = fmt::format("line {}: {}", in.LineNumber(), what);
+    return r;
+  };
+  std::string title;
+  if (!in.Line(title)) {
+    r.error = "the file is empty.";
+    return r;
+  }
+  size_t ne = 0, nsol = 0, npure = 0;
+  std::vector<size_t> counts;
+  if (!in.Count(ne, kMaxElements * 5) || ne == 0 || !in.Count(nsol, kMaxCount) || nsol == 0)
+    return fail("expected the numbers of elements and solution phases.");
+  size_t total = 0;
+  for (size_t p = 0; p < nsol; ++p) {
+    size_t n = 0;
+    if (!in.Count(n, kMaxCount)) return fail("expected the number of species of each solution phase.");
+    counts.push_back(n);
+    total += n;
+  }
+  if (!in.Count(npure, kMaxCount) || total + npure > kMaxCount) return fail("expected the number of pure substances.");
+  std::vector<std::string> elements(ne);
+  for (auto& e : elements) {
+    if (!in.Token(e)) return fail("expected the element names.");
+    if (e == kChemSageElectron) e = std::string(thermo::kElectron);
+  }
+  for (size_t k = 0; k < ne; ++k) {
+    double w = 0;
+    if (!in.Number(w) || w < 0) return fail("expected the atomic weights.");
+  }
+  for (int list = 0; list < 2; ++list) {
+    size_t n = 0;
+    double v = 0;
+    if (!in.Count(n, 20)) return fail("expected the list \"   6   1   2   3   4   5   6\".");
+    for (size_t k = 0; k < n; ++k)
+      if (!in.Number(v)) return fail("expected the list \"   6   1   2   3   4   5   6\".");
+  }
+  // Species read, by name; gas data move back from the 1 bar to the 1 atm standard state.
+  std::map<std::string, EmbeddedData> data;
+  auto species = [&](bool gas, std::string& name) -> bool {
+    if (!in.Line(name)) return fail("expected a species name."), false;
+    size_t type = 0, nint = 0;
+    if (!in.Count(type, 100) || !in.Count(nint, kMaxChemSageIntervals) || nint == 0)
+      return fail("expected the equation type and the number of intervals of " + name + "."), false;
+    if (type != 1 && type != 4)
+      return fail(fmt::format("{}: equation type {} is not supported (1 and 4 are).", name, type)), false;
+    EmbeddedData d;
+    for (const auto& e : elements) {
+      double n = 0;
+      if (!in.Number(n)) return fail("expected the stoichiometry of " + name + "."), false;
+      d.formula.push_back({e, n});
+    }
+    for (size_t k = 0; k < nint; ++k) {
+      GibbsInterval g;
+      if (!in.Number(g.t_max) || g.t_max <= 0 || (k > 0 && g.t_max <= d.gibbs.back().t_max))
+        return fail("expected a rising upper temperature of each interval of " + name + "."), false;
+      for (auto& c : g.c)
+        if (!in.Number(c)) return fail("expected six G(T) coefficients per interval of " + name + "."), false;
+      if (gas) g.c[1] += kGasConstantJ * std::log(1.0 / kAtmPerBar);
+      d.gibbs.push_back(g);
+      size_t extra = 0;
+      if (type == 4 && (!in.Count(extra, 100) || extra != 0))
+        return fail(name + ": additional G(T) terms are not supported."), false;
+    }
+    data.emplace(name, std::move(d));
+    return true;
+  };
+  Description plain;  // the description without the conditions block
+  for (size_t p = 0; p < nsol; ++p) {
+    // An empty gas slot may still carry its name and model.
+    if (counts[p] == 0) {
+      if (in.Peek(1) == "IDMX") {
+        std::string skip;
+        in.Line(skip);
+        in.Line(skip);
+      }
+      continue;
+    }
+    DescPhase ph;
+    std::string model;
+    if (!in.Line(ph.name) || !in.Line(model)) return fail("the file ends inside the solution phases.");
+    if (model != "IDMX")
+      return fail("phase " + ph.name + ": model \"" + model + "\" is not supported (only the ideal model IDMX).");
+    ph.type = p == 0 ? PhaseType::Gas : PhaseType::Solution;
+    for (size_t s = 0; s < counts[p]; ++s) {
+      std::string name;
+      if (!species(p == 0, name)) return r;
+      ph.species.push_back({name, 0.0});
+    }
+    plain.phases.push_back(std::move(ph));
+  }
+  for (size_t s = 0; s < npure; ++s) {
+    std::string name;
+    if (!species(false, name)) return r;
+    plain.phases.push_back({name, PhaseType::Pure, {{name, 0.0}}});
+  }
+  if (in.Peek(0) == platform::Trim(kChemSageConditions)) {
+    auto cond = ReadKeywordText(std::string(kGemMagic) + "\n" + in.RestAfterNextLine(), kGemMagic);
+    if (!cond.ok()) {
+      r.error = "the conditions after the data: " + cond.error;
+      return r;
+    }
+    r.desc = std::move(cond.desc);
+  } else {
+    r.desc = std::move(plain);
+  }
+  for (auto& ph : r.desc.phases)
+    for (auto& sp : ph.species) {
+      auto it = data.find(sp.name);
+      if (it == data.end()) {
+        r.error = "the conditions name " + sp.name + ", which the data do not hold.";
+        r.desc = {};
+        return r;
+      }
+      sp.data = it->second;
+    }
+  if (r.desc.phases.empty()) r.error = "the file holds no phase.";
+  return r;
+}
 
 DescriptionRead ReadDescriptionText(const std::string& text, std::string_view extension) {
   SolverFormat f{};
@@ -698,11 +950,10 @@ DescriptionRead ReadDescriptionText(const std::string& text, std::string_view ex
     case SolverFormat::Gem: return ReadKeywordText(text, kGemMagic);
     case SolverFormat::Igi: return ReadKeywordText(text, kIgiMagic);
     case SolverFormat::Isg: return ReadIsg(text);
-    default: break;
+    case SolverFormat::Da2:
+    case SolverFormat::Dat: return ReadChemSage(text);
   }
-  DescriptionRead r;
-  r.error = "ChemSAGE data files are written for other solvers and are not read here.";
-  return r;
+  return ParseDescription(text);
 }
 
 DescriptionRead ReadDescriptionFile(const std::filesystem::path& path) {

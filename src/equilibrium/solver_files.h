@@ -1,7 +1,7 @@
 #pragma once
 // The equilibrium sheet (phase rows and species rows with amounts in three raw-material columns),
 // the checks made before a solver file is written, the five solver-file writers and the readers
-// of the formats the solver reads (JSON description, gem, igi, isg).
+// of the formats the solver reads (JSON description, gem, igi, isg, da2, dat).
 #include <array>
 #include <filesystem>
 #include <string>
@@ -46,6 +46,7 @@ struct SheetRow {
   std::string name;                    ///< phase name, or species name with its phase suffix
   PhaseType type = PhaseType::Gas;     ///< of a phase row
   std::array<double, 3> amount{};      ///< mol in columns C, D and E (species rows)
+  double step = 0;                     ///< mol added per amount point (species rows)
   double Total() const { return amount[0] + amount[1] + amount[2]; }
 };
 
@@ -54,6 +55,7 @@ struct Sheet {
   double T = 298.15;   ///< in K or °C (celsius)
   double T_step = 0;   ///< K or °C
   int T_count = 1;
+  int amount_count = 1;  ///< amount points: C + D + E + k·step, k = 0..amount_count-1
   double P = 1;        ///< atm or bar
   bool celsius = false;
   bool bar = false;
@@ -93,19 +95,19 @@ struct WriteResult {
 /// The checks, then the file text in the format.
 WriteResult WriteSolverText(const Sheet& s, SolverFormat format, const thermo::SpeciesDatabases& dbs);
 
-/// One interval of G(T) = A + B T + C T lnT + D T^2 + E T^3 + F/T, J/mol, valid up to t_max (K).
-struct GibbsInterval {
-  double t_max = 0;
-  std::array<double, 6> c{};  ///< A..F
-};
 /// The G(T) intervals of a species, exact for its Cp form (one interval per range).
 std::vector<GibbsInterval> GibbsIntervals(const thermo::SpeciesData& sp);
 /// G in J/mol of an interval at T (K).
 double GibbsAt(const GibbsInterval& g, double T);
 
-/// Reads a description from the text of a file with the given extension (json, gem, igi, isg).
+/// Reads a description from the text of a file with the given extension (json, gem, igi, isg, da2,
+/// dat). Species read from da2/dat carry the file's G(T) data and stoichiometry.
 DescriptionRead ReadDescriptionText(const std::string& text, std::string_view extension);
 /// Reads the file; the format follows its extension (anything unknown is read as JSON).
 DescriptionRead ReadDescriptionFile(const std::filesystem::path& path);
+/// Reads a ChemSage data file (da2 or dat) as written by WriteSolverText. Without the conditions
+/// block our writer appends, species get zero amounts, gas species form phase "GAS" type gas, other
+/// solution phases type solution and each pure substance its own pure phase.
+DescriptionRead ReadChemSage(const std::string& text);
 
 }  // namespace zyl::equilibrium

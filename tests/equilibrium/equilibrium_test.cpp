@@ -111,13 +111,6 @@ class DbTest : public testing::ShippedDbTest {
         }
     d.phases.push_back({name, PhaseType::Pure, {{name, mol}}});
   }
-  static double Mol(const PointResult& r, const std::string& name) {
-    for (const auto& p : r.phases)
-      for (const auto& s : p.species)
-        if (s.name == name) return s.amount;
-    ADD_FAILURE() << name << " not in result";
-    return 0;
-  }
   static double X(const PointResult& r, const std::string& name) {
     for (const auto& p : r.phases)
       for (const auto& s : p.species)

@@ -23,6 +23,18 @@ class ShippedDbTest : public ::testing::Test {
     delete dbs_;
     dbs_ = nullptr;
   }
+  /// Amount (mol) of a species anywhere in a result point.
+  template <class Point>
+  static double Mol(const Point& r, const std::string& name) {
+    for (const auto& p : r.phases)
+      for (const auto& s : p.species)
+        if (s.name == name) return s.amount;
+    ADD_FAILURE() << name << " not in result";
+    return 0;
+  }
+  static thermo::SpeciesData Data(const std::string& name) {
+    return thermo::ReadSpeciesData(thermo::FindSpecies(name, *dbs_), name);
+  }
   static inline thermo::SpeciesDatabases* dbs_ = nullptr;
 };
 

@@ -54,9 +54,6 @@ class SolverFilesTest : public testing::ShippedDbTest {
       if (m.text == text) return true;
     return false;
   }
-  static thermo::SpeciesData Data(const std::string& name) {
-    return thermo::ReadSpeciesData(thermo::FindSpecies(name, *dbs_), name);
-  }
 };
 
 // Constant Cp: G(T) = H0 + a (T - T0) - T (S0 + a ln(T/T0)) in closed form.

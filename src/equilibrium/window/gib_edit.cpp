@@ -66,6 +66,8 @@ void PutSheet(platform::Workbook& book, const Sheet& s) {
   sh.SetNumber(kTRow, 3, s.T_step);
   sh.SetText(kTRow, 4, "Count");
   sh.SetNumber(kTRow, 5, s.T_count);
+  sh.SetText(kTRow, kAmountCountCol - 1, "Amount count");
+  sh.SetNumber(kTRow, kAmountCountCol, s.amount_count);
   sh.SetText(kPRow, 0, "P (atm)");
   sh.SetNumber(kPRow, 1, s.bar ? s.P * kAtmPerBar : s.P);
   sh.SetText(kTotalRow, 0, "Total (mol)");
@@ -79,7 +81,8 @@ void PutSheet(platform::Workbook& book, const Sheet& s) {
   sh.SetText(kHeaderRow, 2, "C (mol)");
   sh.SetText(kHeaderRow, 3, "D (mol)");
   sh.SetText(kHeaderRow, 4, "E (mol)");
-  sh.SetBold(kHeaderRow, 0, kHeaderRow, 4, true);
+  sh.SetText(kHeaderRow, kStepCol, "Step (mol)");
+  sh.SetBold(kHeaderRow, 0, kHeaderRow, kStepCol, true);
   int row = kFirstRow;
   for (const auto& r : s.rows) {
     if (row > kLastRow) break;
@@ -91,6 +94,7 @@ void PutSheet(platform::Workbook& book, const Sheet& s) {
       sh.SetText(row, kNameCol, r.name);
       for (int c = 0; c < 3; ++c)
         if (r.amount[static_cast<size_t>(c)] != 0) sh.SetNumber(row, kFirstAmountCol + c, r.amount[static_cast<size_t>(c)]);
+      if (r.step != 0) sh.SetNumber(row, kStepCol, r.step);
     }
     ++row;
   }
@@ -104,6 +108,7 @@ Sheet GetSheet(const platform::Workbook& book) {
   s.T = sh.Number(kTRow, 1).value_or(298.15);
   s.T_step = sh.Number(kTRow, 3).value_or(0);
   s.T_count = static_cast<int>(std::max(1.0, sh.Number(kTRow, 5).value_or(1)));
+  s.amount_count = static_cast<int>(std::clamp(sh.Number(kTRow, kAmountCountCol).value_or(1), 1.0, double(kMaxPoints)));
   s.P = sh.Number(kPRow, 1).value_or(1);
   s.first_row = kFirstRow + 1;
   const int last = std::min(sh.LastRow(), kLastRow);
@@ -118,6 +123,7 @@ Sheet GetSheet(const platform::Workbook& book) {
     } else {
       r.kind = SheetRowKind::Species;
       for (int c = 0; c < 3; ++c) r.amount[static_cast<size_t>(c)] = sh.Number(row, kFirstAmountCol + c).value_or(0);
+      r.step = sh.Number(row, kStepCol).value_or(0);
     }
     s.rows.push_back(std::move(r));
   }
@@ -139,6 +145,8 @@ GibEdit::GibEdit(platform::Messages* msgs, QWidget* parent) : QMainWindow(parent
   grid_->setObjectName("F1Gibbs");
   book_.sheet(0).SetColumnWidth(0, 24);
   book_.sheet(0).SetColumnWidth(1, 12);
+  book_.sheet(0).SetColumnWidth(kStepCol, 11);
+  book_.sheet(0).SetColumnWidth(kAmountCountCol - 1, 13);
   grid_->Refresh();
   setCentralWidget(grid_);
   SetName(name_);
@@ -241,6 +249,7 @@ bool GibEdit::FillFromElements(const std::vector<std::string>& elements, bool ga
   s.T = old.T;
   s.T_step = old.T_step;
   s.T_count = old.T_count;
+  s.amount_count = old.amount_count;
   s.P = old.P;
   SetSheet(s);
   return true;

@@ -1,7 +1,8 @@
 #pragma once
 // GibEdit: the equilibrium sheet. Phase rows (a type in column B) and species rows below them with
-// amounts in columns C, D and E and their SUM totals; temperature and pressure with the temperature
-// step; written as any of the five solver files in the user's Gibbs folder.
+// amounts in columns C, D and E and their SUM totals and an amount step in F; temperature and
+// pressure with the temperature step and the counts of temperatures and amount points; written as
+// any of the five solver files in the user's Gibbs folder.
 
 #include <QMainWindow>
 #include <QString>
@@ -28,10 +29,12 @@ enum class SolverFormat;
 namespace zyl::equilibrium::window {
 
 /// Sheet layout (0-based rows and columns of the "Gibbs" sheet).
-inline constexpr int kTRow = 1;       ///< B: T (K), C: step (K), D: count
+inline constexpr int kTRow = 1;       ///< B: T (K), D: step (K), F: count, H: amount count
 inline constexpr int kPRow = 2;       ///< B: P (atm)
 inline constexpr int kTotalRow = 3;   ///< C, D, E: SUM of the amount columns
 inline constexpr int kHeaderRow = 4;
+inline constexpr int kStepCol = 5;    ///< F: amount step (mol) of a species row
+inline constexpr int kAmountCountCol = 7;  ///< H of kTRow: number of amount points
 inline constexpr int kFirstRow = 5;   ///< first phase or species row
 inline constexpr int kLastRow = 2004; ///< last row the totals cover
 

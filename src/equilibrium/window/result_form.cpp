@@ -86,6 +86,17 @@ ResultRead ParseResultJson(const std::string& text) {
     p.G = Number(jp, "G", &err);
     p.element_residual = Number(jp, "element_residual", &err);
     p.iterations = static_cast<int>(Number(jp, "iterations", &err));
+    if (auto swept = jp.find("amounts"); swept != jp.end()) {
+      p.amount_index = static_cast<int>(Number(jp, "amount_index", &err));
+      if (!swept->is_array() && err.empty()) err = "A result's \"amounts\" is not a list.";
+      for (const auto& ja : swept->is_array() ? *swept : nlohmann::json::array()) {
+        if (!ja.is_object()) {
+          if (err.empty()) err = "A swept amount of the result file is not an object.";
+          break;
+        }
+        p.amounts.push_back({Text(ja, "phase", &err), Text(ja, "name", &err), Number(ja, "amount", &err)});
+      }
+    }
     auto phases = jp.find("phases");
     if (phases == jp.end() || !phases->is_array()) {
       if (err.empty()) err = "A result of the file has no \"phases\" list.";
@@ -131,7 +142,12 @@ ResultRead ParseResultJson(const std::string& text) {
 
 double SpeciesMolarMass(const std::string& species) { return thermo::MolarMass(species); }
 
-void FillResultBook(const std::vector<PointResult>& points, platform::Workbook* book) {
+std::string SeriesAxisTitle(const std::vector<PointResult>& points) {
+  if (!points.empty() && !points[0].amounts.empty()) return points[0].amounts[0].name + " in mol";
+  return "T in K";
+}
+
+int FillResultBook(const std::vector<PointResult>& points, platform::Workbook* book) {
   int ri = book->FindSheet(kResultSheet);
   if (ri < 0) {
     book->InsertSheet(kResultSheet, 0);
@@ -158,7 +174,16 @@ void FillResultBook(const std::vector<PointResult>& points, platform::Workbook* 
     s.SetNumberFormat(row, 1, row + 2, 1, "0.000");
     s.SetNumberFormat(row + 3, 1, row + 3, 1, "0.00E+00");
     s.SetBold(row, 0, row + 4, 0, true);
-    row += 6;
+    row += 5;
+    for (const auto& a : p.amounts) {
+      s.SetText(row, 0, "Fed " + a.name);
+      s.SetNumber(row, 1, a.amount);
+      s.SetText(row, 2, "mol");
+      s.SetNumberFormat(row, 1, row, 1, kAmountFormat);
+      s.SetBold(row, 0, row, 0, true);
+      ++row;
+    }
+    ++row;
     const char* headers[] = {"Phase", "Species", "Amount mol", "Mole fraction", "Mass kg", "Stable"};
     for (int c = 0; c <= kColStable; ++c) s.SetText(row, c, headers[c]);
     s.SetBold(row, 0, row, kColStable, true);
@@ -194,7 +219,7 @@ void FillResultBook(const std::vector<PointResult>& points, platform::Workbook* 
   if (points.size() < 2) {
     if (si >= 0) book->DeleteSheet(si);
     book->SetActiveSheet(book->FindSheet(kResultSheet));
-    return;
+    return 1;
   }
   if (si < 0) {
     book->InsertSheet(kSeriesSheet);
@@ -202,26 +227,35 @@ void FillResultBook(const std::vector<PointResult>& points, platform::Workbook* 
   }
   platform::Sheet& t = book->sheet(si);
   t.ClearAll(0, 0, platform::kMaxRows - 1, platform::kMaxCols - 1);
+  // With an amount sweep the swept amount is the x column and T follows it.
+  const bool swept = !points[0].amounts.empty();
+  const int t_col = swept ? 1 : 0, first = swept ? 2 : 1;
   std::vector<std::string> keys;  // in order of first appearance
   std::map<std::string, int> column;
   for (const auto& p : points)
     for (const auto& ph : p.phases)
       for (const auto& sp : ph.species)
-        if (column.emplace(SeriesKey(ph, sp), int(keys.size()) + 1).second) keys.push_back(SeriesKey(ph, sp));
-  t.SetText(0, 0, "T K");
-  for (size_t k = 0; k < keys.size(); ++k) t.SetText(0, int(k) + 1, keys[k] + " mol");
-  t.SetBold(0, 0, 0, int(keys.size()), true);
+        if (column.emplace(SeriesKey(ph, sp), int(keys.size()) + first).second) keys.push_back(SeriesKey(ph, sp));
+  if (swept) t.SetText(0, 0, points[0].amounts[0].name + " mol");
+  t.SetText(0, t_col, "T K");
+  for (size_t k = 0; k < keys.size(); ++k) t.SetText(0, int(k) + first, keys[k] + " mol");
+  t.SetBold(0, 0, 0, int(keys.size()) + first - 1, true);
+  const int last = kSeriesFirstRow + int(points.size()) - 1;
   for (size_t i = 0; i < points.size(); ++i) {
     const int r = kSeriesFirstRow + int(i);
-    t.SetNumber(r, 0, points[i].T);
+    if (swept && !points[i].amounts.empty()) t.SetNumber(r, 0, points[i].amounts[0].amount);
+    t.SetNumber(r, t_col, points[i].T);
     for (const auto& ph : points[i].phases)
       for (const auto& sp : ph.species) t.SetNumber(r, column[SeriesKey(ph, sp)], sp.amount);
   }
-  t.SetNumberFormat(kSeriesFirstRow, 0, kSeriesFirstRow + int(points.size()) - 1, 0, "0.00");
-  t.SetNumberFormat(kSeriesFirstRow, 1, kSeriesFirstRow + int(points.size()) - 1, int(keys.size()), kAmountFormat);
-  for (size_t k = 0; k < keys.size(); ++k) t.SetColumnWidth(int(k) + 1, 16);
+  if (swept) t.SetNumberFormat(kSeriesFirstRow, 0, last, 0, kAmountFormat);
+  t.SetNumberFormat(kSeriesFirstRow, t_col, last, t_col, "0.00");
+  t.SetNumberFormat(kSeriesFirstRow, first, last, int(keys.size()) + first - 1, kAmountFormat);
+  for (size_t k = 0; k < keys.size(); ++k) t.SetColumnWidth(int(k) + first, 16);
+  if (swept) t.SetColumnWidth(0, 14);
   t.SetProtected(true);
   book->SetActiveSheet(book->FindSheet(kResultSheet));
+  return first;
 }
 
 EquiResult::EquiResult(platform::Messages* msgs, QWidget* parent)
@@ -306,7 +340,7 @@ bool EquiResult::OpenFile(const QString& path) {
 
 void EquiResult::ShowPoints(const std::vector<PointResult>& points) {
   points_ = points;
-  FillResultBook(points_, &book_);
+  first_key_col_ = FillResultBook(points_, &book_);
   grid_->Refresh();
   grid_->SelectSheet(book_.FindSheet(kResultSheet));
   species_->blockSignals(true);
@@ -316,7 +350,7 @@ void EquiResult::ShowPoints(const std::vector<PointResult>& points) {
     const auto& t = book_.sheet(si);
     QString best;
     double best_amount = -1;
-    for (int c = 1; c <= t.LastCol(); ++c) {
+    for (int c = first_key_col_; c <= t.LastCol(); ++c) {
       QString key = QString::fromStdString(t.DisplayText(0, c));
       key.chop(4);  // " mol"
       species_->addItem(key);
@@ -342,14 +376,21 @@ void EquiResult::PlotSpecies(const QString& key) {
   if (si >= 0) {
     const auto& t = book_.sheet(si);
     const std::string header = key.toStdString() + " mol";
-    for (int c = 1; c <= t.LastCol(); ++c) {
+    const int t_col = first_key_col_ - 1;
+    for (int c = first_key_col_; c <= t.LastCol(); ++c) {
       if (t.DisplayText(0, c) != header) continue;
-      for (int r = kSeriesFirstRow; r <= t.LastRow(); ++r)
-        if (auto x = t.Number(r, 0)) pts.push_back({*x, t.Number(r, c).value_or(std::nan(""))});
+      for (int r = kSeriesFirstRow; r <= t.LastRow(); ++r) {
+        auto x = t.Number(r, 0);
+        if (!x) continue;
+        // Both temperature and amounts vary: one curve per temperature, with a gap between them.
+        if (t_col > 0 && r > kSeriesFirstRow && t.Number(r, t_col) != t.Number(r - 1, t_col))
+          pts.push_back({*x, std::nan("")});
+        pts.push_back({*x, t.Number(r, c).value_or(std::nan(""))});
+      }
     }
   }
   plot_->SetTitle(key);
-  plot_->SetAxisTitles("T in K", "Amount in mol");
+  plot_->SetAxisTitles(QString::fromStdString(SeriesAxisTitle(points_)), "Amount in mol");
   plot_->SetData(pts);
 }
 

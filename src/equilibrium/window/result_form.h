@@ -44,9 +44,13 @@ ResultRead ParseResultJson(const std::string& text);
 /// Molar mass of a species from its formula (phase marks ignored), g/mol; 0 when not recognised.
 double SpeciesMolarMass(const std::string& species);
 
-/// Fills a fresh workbook: sheet "Result" (one block per temperature) and, for more than one
-/// temperature, sheet "Series" (T in K, then the amount in mol of every "PHASE: species").
-void FillResultBook(const std::vector<PointResult>& points, platform::Workbook* book);
+/// Fills a fresh workbook: sheet "Result" (one block per point) and, for more than one point,
+/// sheet "Series": T in K, then the amount in mol of every "PHASE: species"; with an amount sweep
+/// the swept amount of the first stepped species ("<species> mol") comes first, then T.
+/// Returns the column of the first "PHASE: species" (1, or 2 with an amount sweep).
+int FillResultBook(const std::vector<PointResult>& points, platform::Workbook* book);
+/// Title of the x axis of the series: "T in K", or "<species> in mol" with an amount sweep.
+std::string SeriesAxisTitle(const std::vector<PointResult>& points);
 
 /// Columns of the "Result" sheet.
 enum ResultCol { kColPhase = 0, kColSpecies, kColMol, kColFraction, kColKg, kColStable };
@@ -68,7 +72,8 @@ class EquiResult : public QMainWindow {
   /// Copies the selection, or the whole sheet when nothing is selected, as tab-separated text.
   void Copy();
   void Print();
-  /// Plots the amount of one "PHASE: species" column of the series against T.
+  /// Plots the amount of one "PHASE: species" column of the series against T, or against the swept
+  /// amount (a gap between temperatures when both vary).
   void PlotSpecies(const QString& key);
 
   platform::Workbook& book() { return book_; }
@@ -88,6 +93,7 @@ class EquiResult : public QMainWindow {
   QComboBox* species_ = nullptr;
   QWidget* plot_panel_ = nullptr;
   QSplitter* split_ = nullptr;
+  int first_key_col_ = 1;  ///< first "PHASE: species" column of the series sheet
 };
 
 }  // namespace zyl::equilibrium::window

@@ -116,6 +116,13 @@ TEST_F(GibEditTest, MessagesTheUserCanReach) {
   EXPECT_FALSE(w.SaveSolverFile(out, SolverFormat::Gem));
   EXPECT_TRUE(rec.Saw("ZYL can not find: Qq9(g) from the database. Please edit or delete this formula."));
 
+  // An amount count typed into H2 without any step in column F.
+  rec.shown.clear();
+  w.SetSheet(s);
+  w.book().sheet(0).SetNumber(kTRow, kAmountCountCol, 4);
+  EXPECT_FALSE(w.SaveSolverFile(out, SolverFormat::Gem));
+  EXPECT_TRUE(rec.Saw("Please give Step for Amount"));
+
   rec.shown.clear();
   EXPECT_FALSE(w.FillFromElements({}, true, true, false));
   EXPECT_FALSE(w.FillFromElements({"Xx"}, true, true, false));
@@ -152,6 +159,8 @@ TEST_F(GibEditTest, XlsxRoundTripAndFilters) {
             {SheetRowKind::Species, "H2O(g)", PhaseType::Gas, {0, 0, 2}},
             {SheetRowKind::Phase, "GRAPHITE", PhaseType::Pure, {}},
             {SheetRowKind::Species, "C", PhaseType::Gas, {}}};
+  s.amount_count = 3;
+  s.rows[2].step = 0.25;  // H2O(g): 2, 2.25, 2.5 mol
   w.SetSheet(s);
   const QString x = QString::fromStdString((dir.Path() / "ch4.xlsx").string());
   ASSERT_TRUE(w.SaveFile(x));
@@ -162,6 +171,9 @@ TEST_F(GibEditTest, XlsxRoundTripAndFilters) {
   EXPECT_EQ(DescriptionJson(a), DescriptionJson(b));
   EXPECT_EQ(b.T_count, 4);
   EXPECT_DOUBLE_EQ(b.phases[0].species[0].amount, 1.5);
+  EXPECT_EQ(b.amount_count, 3);
+  EXPECT_DOUBLE_EQ(b.phases[0].species[1].step, 0.25);
+  EXPECT_EQ(v.book().sheet(0).DisplayText(kHeaderRow, kStepCol), "Step (mol)");
   EXPECT_FALSE(v.OpenFile(QString::fromStdString((dir.Path() / "missing.xlsx").string())));
   EXPECT_EQ(SolverFileFilter(), "Gibbs (*.gem);;Gibbs (*.igi);;SGM (*.isg);;ChemSAGE 2 (*.da2);;ChemSAGE 3 (*.dat)");
 }

@@ -9,6 +9,7 @@
 #include <QComboBox>
 #include <QPrinterInfo>
 #include <QLineEdit>
+#include <cmath>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -127,6 +128,50 @@ TEST(EquiResultForm, SeriesTableAndPlotFollowTheTemperatures) {
   one.resize(1);
   form.ShowPoints(one);
   EXPECT_LT(form.book().FindSheet(kSeriesSheet), 0);
+}
+
+// An amount sweep at two temperatures: the swept O2 amount is the x column and the plot's x axis,
+// with a gap where the temperature changes; T follows in the next column.
+TEST(EquiResultForm, AmountSweepIsPlottedAgainstTheSweptAmount) {
+  zyl::testing::App();
+  Silent msgs;
+  EquiResult form(&msgs);
+  std::string json = R"json({"results": [)json";
+  int i = 0;
+  for (double t : {1000.0, 1200.0})
+    for (double x : {0.1, 0.3}) {
+      json += (i ? "," : "") + std::string(R"json({"T": )json") + std::to_string(t) +
+              R"json(, "P": 1, "G": -1, "element_residual": 0, "iterations": 3, "amount_index": )json" +
+              std::to_string(i % 2) + R"json(, "amounts": [{"phase": "GAS", "name": "O2(g)", "amount": )json" +
+              std::to_string(x) + R"json(}], "phases": [{"name": "GAS", "type": "gas", "amount": 1, "stable": true,
+              "species": [{"name": "H2O(g)", "amount": )json" + std::to_string(2 * x + t / 1000) +
+              R"json(, "mole_fraction": 1}]}]})json";
+      ++i;
+    }
+  json += "]}";
+  auto read = ParseResultJson(json);
+  ASSERT_TRUE(read.ok()) << read.error;
+  ASSERT_EQ(read.points.size(), 4u);
+  ASSERT_EQ(read.points[3].amounts.size(), 1u);
+  EXPECT_EQ(read.points[3].amount_index, 1);
+  form.ShowPoints(read.points);
+  const auto& t = form.book().sheet(form.book().FindSheet(kSeriesSheet));
+  EXPECT_EQ(t.DisplayText(0, 0), "O2(g) mol");
+  EXPECT_EQ(t.DisplayText(0, 1), "T K");
+  EXPECT_EQ(t.DisplayText(0, 2), "GAS: H2O(g) mol");
+  EXPECT_DOUBLE_EQ(*t.Number(4, 0), 0.3);
+  EXPECT_DOUBLE_EQ(*t.Number(4, 1), 1200.0);
+  EXPECT_EQ(form.SpeciesCombo()->count(), 1);
+  EXPECT_EQ(form.SpeciesCombo()->currentText(), "GAS: H2O(g)");
+  EXPECT_EQ(SeriesAxisTitle(form.points()), "O2(g) in mol");
+  const auto& data = form.Plot()->Data();
+  ASSERT_EQ(data.size(), 5);  // two points, a gap, two points
+  EXPECT_EQ(data[0], QPointF(0.1, 1.2));
+  EXPECT_EQ(data[1], QPointF(0.3, 1.6));
+  EXPECT_TRUE(std::isnan(data[2].y()));
+  EXPECT_EQ(data[4], QPointF(0.3, 1.8));
+  // Without swept amounts the x axis stays the temperature.
+  EXPECT_EQ(SeriesAxisTitle(ParseResultJson(kResult).points), "T in K");
 }
 
 TEST(EquiResultForm, SavesAWorkbookAndRefusesBadFiles) {
