@@ -531,6 +531,7 @@ void ResolveIsomerNames(std::vector<Candidate>& cands) {
   }
 }
 
+/// The NASA species before fitting, gases and condensed substances apart (each named).
 struct NasaCandidates {
   std::vector<Candidate> gases, condensed;
 };
@@ -648,6 +649,7 @@ std::vector<Candidate> BuildAqueousCandidates(const std::vector<ObigtRow>& rows,
 
 // ---- OBIGT mineral candidates ----
 
+/// An OBIGT mineral before the choice among polymorphs.
 struct Mineral {
   Candidate cand;
   double g298 = 0;  // cal/mol, to choose among polymorphs of one formula
@@ -771,6 +773,7 @@ class SpeciesFitter {
     if (progress_) progress_(++done_, total_, what);
   }
 
+  /// True when a species of that name is in the result already.
   bool Taken(const std::string& name) const { return names_.count(name) > 0; }
 
   /// Adds a species built without fitting.
@@ -810,6 +813,7 @@ class SpeciesFitter {
     res_.species.push_back(std::move(sp));
   }
 
+  /// Fits every candidate of one source, in order.
   void FitAll(std::vector<Candidate>& cands, std::string_view kind) {
     for (Candidate& c : cands) Fit(c, kind);
   }
