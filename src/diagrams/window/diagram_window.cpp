@@ -1,18 +1,10 @@
 #include "diagrams/window/diagram_window.h"
 
-#include <QApplication>
-#include <QBuffer>
-#include <QClipboard>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QKeySequence>
 #include <QMenuBar>
 #include <QMessageBox>
-#include <QMimeData>
-#include <QPainter>
-#include <QPrintDialog>
-#include <QPrinter>
-#include <QSvgGenerator>
 
 #include "diagrams/species_source.h"
 #include "diagrams/window/diagram_painter.h"

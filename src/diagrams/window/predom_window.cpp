@@ -1,8 +1,6 @@
 #include "diagrams/window/predom_window.h"
 
 #include <QApplication>
-#include <QBuffer>
-#include <QClipboard>
 #include <QColorDialog>
 #include <QComboBox>
 #include <QDialog>
@@ -21,14 +19,10 @@
 #include <QListWidget>
 #include <QMenuBar>
 #include <QMessageBox>
-#include <QMimeData>
 #include <QPainter>
-#include <QPrintDialog>
-#include <QPrinter>
 #include <QPushButton>
 #include <QScreen>
 #include <QSplitter>
-#include <QSvgGenerator>
 #include <QVBoxLayout>
 #include <cmath>
 
