@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <unistd.h>
 
+#include "common/species_range.h"
 #include "reactions/reaction.h"
 #include "thermo/species_db.h"
 #include "thermo/species_record.h"
@@ -16,19 +17,10 @@ using namespace zyl;
 
 constexpr const char* kEquation = "Fe2O3+3CO(g)+CaCO3=2Fe+4CO2(g)+CaO";
 
+// Cp A, B, C only; H kcal/mol, S cal/(mol K).
 thermo::SpeciesRecord R(const char* f, const char* phase, float t1, float t2, float h, float s, float a, float b,
                         float c) {
-  thermo::SpeciesRecord r;
-  r.formula = f;
-  r.phase = phase;
-  r.t1 = t1;
-  r.t2 = t2;
-  r.h = h;
-  r.s = s;
-  r.a = a;
-  r.b = b;
-  r.c = c;
-  return r;
+  return testing::Range(f, t1, t2, phase, h, s, a, b, c);
 }
 
 // Several ranges per species, as in a real database (values rounded, for timing only).

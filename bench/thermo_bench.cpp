@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <random>
 
+#include "common/species_range.h"
 #include "thermo/cp_table_fit.h"
 #include "thermo/db_maintenance.h"
 #include "thermo/db_tools.h"
@@ -93,23 +94,12 @@ void BM_FindSpeciesMissing(benchmark::State& state) {
 BENCHMARK(BM_FindSpeciesMissing);
 
 SpeciesData ThreeRanges() {
+  using zyl::testing::Range;
   SpeciesData sp;
   SetSpeciesName(sp, "FeS2");
-  auto range = [](double t1, double t2, double h, double s, double a, double b, double c, double d) {
-    SpeciesRange r;
-    r.t1 = t1;
-    r.t2 = t2;
-    r.h = h;
-    r.s = s;
-    r.a = a;
-    r.b = b;
-    r.c = c;
-    r.d = d;
-    return r;
-  };
-  sp.ranges = {range(298.15, 700, -41000, 12.7, 17.9, 1.3, -3.0, 0.2),
-               range(700, 1200, 500, 0.6, 18.5, 1.1, 0, 0),
-               range(1200, 2000, 6000, 4.2, 21.0, 0.5, 0.3, 0.01)};
+  sp.ranges = {RangeOf(Range("FeS2", 298.15f, 700, "s", -41.0f, 12.7f, 17.9f, 1.3f, -3.0f, 0.2f)),
+               RangeOf(Range("FeS2", 700, 1200, "s", 0.5f, 0.6f, 18.5f, 1.1f)),
+               RangeOf(Range("FeS2", 1200, 2000, "s", 6.0f, 4.2f, 21.0f, 0.5f, 0.3f, 0.01f))};
   return sp;
 }
 

@@ -57,7 +57,7 @@ function(zyl_benchmark name)
   cmake_parse_arguments(Z "" "" "SOURCES;LIBS" ${ARGN})
   add_executable(bench_${name} ${Z_SOURCES})
   target_link_libraries(bench_${name} PRIVATE ${Z_LIBS} benchmark::benchmark)
-  target_include_directories(bench_${name} PRIVATE ${PROJECT_SOURCE_DIR}/src)
+  target_include_directories(bench_${name} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)  # tests/common helpers
   target_compile_definitions(bench_${name} PRIVATE ZYL_SOURCE_DATA_DIR="${ZYL_SOURCE_DATA_DIR}")
   set_target_properties(bench_${name} PROPERTIES EXCLUDE_FROM_ALL ON)
   add_dependencies(benchmarks bench_${name})

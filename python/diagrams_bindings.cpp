@@ -26,19 +26,14 @@ using namespace zyl::diagrams;
 
 py::array_t<double> Array(const std::vector<double>& v) { return py::array_t<double>(py::ssize_t(v.size()), v.data()); }
 
-py::dict Axis(const PredomModel& m, Quantity q, double min, double max, bool x_axis) {
+py::dict Axis(const PredomModel& m, bool x_axis) {
+  const AxisDescription d = DescribeAxis(m, x_axis);
   py::dict a;
-  a["title"] = AxisTitle(m, x_axis);
-  if (q == Quantity::Temperature) {
-    a["name"] = std::string(kTemperature);
-    a["unit"] = "K";
-  } else {
-    bool first = (q == Quantity::Gas1) != m.swap_gases;
-    a["name"] = first ? m.gas1 : m.gas2;
-    a["unit"] = "log10(p/bar)";
-  }
-  a["min"] = min;
-  a["max"] = max;
+  a["title"] = d.title;
+  a["name"] = d.name;
+  a["unit"] = d.unit;
+  a["min"] = d.min;
+  a["max"] = d.max;
   return a;
 }
 
@@ -123,8 +118,8 @@ py::dict Predominance(const std::string& file_name, const std::string& resolutio
     constant["value"] = m.T;
   }
   py::dict axes;
-  axes["x"] = Axis(m, m.xq, m.xmin, m.xmax, true);
-  axes["y"] = Axis(m, m.yq, m.ymin, m.ymax, false);
+  axes["x"] = Axis(m, true);
+  axes["y"] = Axis(m, false);
   axes["constant"] = constant;
   py::dict out;
   out["title"] = DiagramTitle(m.elements);

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <fmt/format.h>
 #include <map>
+#include <optional>
 #include <set>
 
 #include "platform/files.h"
@@ -364,13 +365,26 @@ void AssignDensities(std::vector<BuiltSpecies>& species, const std::map<std::str
   }
 }
 
-BuildResult BuildMainDatabase(const BuildOptions& opt, const BuildProgress& progress) {
-  BuildResult res;
+// ---- the build, step by step --------------------------------------------------------------------
+
+namespace {
+
+/// The parsed sources.
+struct Sources {
+  NasaFile nasa;
+  std::vector<ObigtRow> aq_rows, cr_rows, supcrt_rows;
+  std::map<std::string, double> element_s;            // cal/(mol K) per atom, OBIGT element.csv
+  std::map<std::string, std::string> element_names;   // symbol -> name
+  std::vector<LlnlPhase> llnl_phases;                 // empty when llnl.dat is missing
+};
+
+/// Reads and parses every source file; empty, with res.error set, when a required one is missing.
+std::optional<Sources> ReadSources(const std::filesystem::path& dir, BuildResult& res) {
   auto read = [&](const char* rel, std::string* out) {
     std::string err;
-    auto t = platform::ReadFile(opt.sources / rel, &err);
+    auto t = platform::ReadFile(dir / rel, &err);
     if (!t) {
-      res.error = fmt::format("can not read source {}: {}", (opt.sources / rel).string(), err);
+      res.error = fmt::format("can not read source {}: {}", (dir / rel).string(), err);
       return false;
     }
     *out = std::move(*t);
@@ -380,105 +394,104 @@ BuildResult BuildMainDatabase(const BuildOptions& opt, const BuildProgress& prog
   if (!read("nasa/thermo.inp", &nasa_text) || !read("obigt/inorganic_aq.csv", &aq_text) ||
       !read("obigt/inorganic_cr.csv", &cr_text) || !read("obigt/SUPCRT92.csv", &supcrt_text) ||
       !read("obigt/element.csv", &element_text))
-    return res;
-  const auto element_names = ElementNames(opt.sources / "elements/atomic_weights.csv");
-  std::vector<LlnlPhase> llnl_phases;
-  {
-    std::string err;
-    if (auto t = platform::ReadFile(opt.sources / "phreeqc/llnl.dat", &err)) llnl_phases = ParseLlnlPhases(*t);
-    else res.warnings.push_back(fmt::format("phreeqc/llnl.dat not read ({}): its solids are left out", err));
-  }
-  const auto element_s = ParseElementEntropies(element_text);
+    return std::nullopt;
+  Sources src;
+  src.element_names = ElementNames(dir / "elements/atomic_weights.csv");
+  std::string err;
+  if (auto t = platform::ReadFile(dir / "phreeqc/llnl.dat", &err)) src.llnl_phases = ParseLlnlPhases(*t);
+  else res.warnings.push_back(fmt::format("phreeqc/llnl.dat not read ({}): its solids are left out", err));
+  src.element_s = ParseElementEntropies(element_text);
 
-  NasaFile nasa = ParseNasaThermo(nasa_text);
-  for (auto& w : nasa.warnings) res.warnings.push_back("thermo.inp " + w);
+  src.nasa = ParseNasaThermo(nasa_text);
+  for (auto& w : src.nasa.warnings) res.warnings.push_back("thermo.inp " + w);
   std::vector<std::string> obigt_warn;
-  auto aq_rows = ParseObigtSpecies(aq_text, &obigt_warn);
-  auto cr_rows = ParseObigtSpecies(cr_text, &obigt_warn);
-  auto supcrt_rows = ParseObigtSpecies(supcrt_text, &obigt_warn);
+  src.aq_rows = ParseObigtSpecies(aq_text, &obigt_warn);
+  src.cr_rows = ParseObigtSpecies(cr_text, &obigt_warn);
+  src.supcrt_rows = ParseObigtSpecies(supcrt_text, &obigt_warn);
   for (auto& w : obigt_warn) res.warnings.push_back("OBIGT " + w);
+  return src;
+}
 
-  // ---- NASA gases and condensed substances as candidates -------------------------------------
-  std::vector<Candidate> gas_cands, cond_cands;
-  std::map<std::string, size_t> cond_group;  // formula-as-written + qualifier -> index in cond_cands
-  std::vector<std::vector<const NasaRecord*>> cond_records;
-  for (const NasaRecord& rec : nasa.records) {
-    if (rec.intervals.empty()) continue;
-    if (rec.name.rfind("Inert", 0) == 0) continue;  // duplicates of real species for combustion codes
-    if (rec.name == "e-") continue;                  // the electron gas; "e-" is the aqueous convention
-    int charge = 0;
-    auto comp = NasaComposition(rec.elements, &charge);
-    if (!comp) {
-      res.warnings.push_back(fmt::format("NASA {}: element not in the table, left out", rec.name));
-      continue;
-    }
-    bool condensed = rec.phase > 0;
-    NasaName nn = SplitNasaName(rec.name, condensed);
-    if (!condensed && nn.charge != charge) {
-      res.warnings.push_back(fmt::format("NASA {}: charge of the name and formula differ, left out", rec.name));
-      continue;
-    }
-    std::string qualifier = nn.qualifier;
-    std::optional<std::string> formula;
-    // A structural qualifier in capitals ("FO2,FOO") is itself the better formula.
-    if (!qualifier.empty() && std::all_of(qualifier.begin(), qualifier.end(), [](char c) {
-          return std::isupper(static_cast<unsigned char>(c)) || std::isdigit(static_cast<unsigned char>(c));
-        })) {
-      formula = ChemistFormula(qualifier, *comp);
-      if (formula) qualifier.clear();
-    }
-    if (!formula) formula = ChemistFormula(nn.formula, *comp);
-    if (!formula) {
-      res.warnings.push_back(fmt::format("NASA {}: name does not match its formula, left out", rec.name));
-      continue;
-    }
-    comp = ParsedComposition(*formula);  // exact amounts ("Fe0.947O"; the file prints 0.95)
-    if (!condensed) {
-      Candidate c;
-      c.plain = GasName(*formula, charge);
-      c.qualifier = qualifier;
-      c.hf = rec.hf298;
-      c.comp = *comp;
-      c.sp.origin = SpeciesOrigin::NasaGas;
-      c.sp.references = NasaReference(rec);
-      c.sp.reliability = NasaClass(rec.ref_code);
-      c.sp.common_name = QualifierText(nn.qualifier);
-      c.segs = RecordSegments(rec, charge ? "ig" : "g", opt.t_max);
-      StartAt298(c.segs);
-      if (!c.segs.empty()) gas_cands.push_back(std::move(c));
-      continue;
-    }
-    std::string key = *formula + "," + qualifier;
-    auto [it, inserted] = cond_group.emplace(key, cond_cands.size());
-    if (inserted) {
-      Candidate c;
-      c.plain = *formula;
-      c.qualifier = qualifier;
-      c.hf = rec.hf298;
-      c.comp = *comp;
-      c.sp.origin = SpeciesOrigin::NasaCondensed;
-      c.sp.references = NasaReference(rec);
-      c.sp.reliability = NasaClass(rec.ref_code);
-      c.sp.common_name = QualifierText(nn.qualifier);
-      cond_cands.push_back(std::move(c));
-      cond_records.emplace_back();
-    }
-    cond_records[it->second].push_back(&rec);
+// ---- NASA candidates ----
+
+/// What a NASA record is: its exact composition, chemist formula and isomer qualifier.
+struct NasaIdentity {
+  Composition comp;
+  int charge = 0;
+  bool condensed = false;
+  std::string formula;         // chemist formula without phase suffix
+  std::string qualifier;       // isomer note kept for naming (cleared when it became the formula)
+  std::string qualifier_text;  // the note as written, for the common name
+};
+
+/// Identifies one NASA record; empty when it is left out (with a warning when that is not expected).
+std::optional<NasaIdentity> IdentifyNasaRecord(const NasaRecord& rec, std::vector<std::string>& warnings) {
+  if (rec.intervals.empty()) return std::nullopt;
+  if (rec.name.rfind("Inert", 0) == 0) return std::nullopt;  // duplicates of real species for combustion codes
+  if (rec.name == "e-") return std::nullopt;                  // the electron gas; "e-" is the aqueous convention
+  NasaIdentity id;
+  auto comp = NasaComposition(rec.elements, &id.charge);
+  if (!comp) {
+    warnings.push_back(fmt::format("NASA {}: element not in the table, left out", rec.name));
+    return std::nullopt;
   }
-  for (size_t i = 0; i < cond_cands.size(); ++i) {
-    auto& recs = cond_records[i];
-    std::stable_sort(recs.begin(), recs.end(), [](const NasaRecord* a, const NasaRecord* b) { return a->phase < b->phase; });
-    for (const NasaRecord* r : recs) {
-      NasaName nn = SplitNasaName(r->name, true);
-      AppendPhase(cond_cands[i].segs, RecordSegments(*r, nn.phase_tag == "L" ? "l" : "s", opt.t_max));
-    }
-    StartAt298(cond_cands[i].segs);
+  id.condensed = rec.phase > 0;
+  NasaName nn = SplitNasaName(rec.name, id.condensed);
+  if (!id.condensed && nn.charge != id.charge) {
+    warnings.push_back(fmt::format("NASA {}: charge of the name and formula differ, left out", rec.name));
+    return std::nullopt;
   }
-  // Liquid water along the aqueous path from IAPWS-95, anchored to the NASA liquid at 25 °C.
-  for (Candidate& c : cond_cands) {
+  id.qualifier = nn.qualifier;
+  id.qualifier_text = QualifierText(nn.qualifier);
+  std::optional<std::string> formula;
+  // A structural qualifier in capitals ("FO2,FOO") is itself the better formula.
+  if (!id.qualifier.empty() && std::all_of(id.qualifier.begin(), id.qualifier.end(), [](char c) {
+        return std::isupper(static_cast<unsigned char>(c)) || std::isdigit(static_cast<unsigned char>(c));
+      })) {
+    formula = ChemistFormula(id.qualifier, *comp);
+    if (formula) id.qualifier.clear();
+  }
+  if (!formula) formula = ChemistFormula(nn.formula, *comp);
+  if (!formula) {
+    warnings.push_back(fmt::format("NASA {}: name does not match its formula, left out", rec.name));
+    return std::nullopt;
+  }
+  id.formula = *formula;
+  id.comp = ParsedComposition(*formula);  // exact amounts ("Fe0.947O"; the file prints 0.95)
+  return id;
+}
+
+/// A candidate named `plain` with the record's source data, before its segments are added.
+Candidate NasaCandidate(const NasaRecord& rec, const NasaIdentity& id, std::string plain, SpeciesOrigin origin) {
+  Candidate c;
+  c.plain = std::move(plain);
+  c.qualifier = id.qualifier;
+  c.hf = rec.hf298;
+  c.comp = id.comp;
+  c.sp.origin = origin;
+  c.sp.references = NasaReference(rec);
+  c.sp.reliability = NasaClass(rec.ref_code);
+  c.sp.common_name = id.qualifier_text;
+  return c;
+}
+
+/// Joins the phase records of one condensed substance (solids before liquid) into its segments.
+void MergeCondensedPhases(Candidate& c, std::vector<const NasaRecord*> records, double t_max) {
+  std::stable_sort(records.begin(), records.end(),
+                   [](const NasaRecord* a, const NasaRecord* b) { return a->phase < b->phase; });
+  for (const NasaRecord* r : records) {
+    NasaName nn = SplitNasaName(r->name, true);
+    AppendPhase(c.segs, RecordSegments(*r, nn.phase_tag == "L" ? "l" : "s", t_max));
+  }
+  StartAt298(c.segs);
+}
+
+/// Replaces the NASA liquid water by IAPWS-95 along the aqueous path, anchored to it at 25 °C.
+void UseIapwsLiquidWater(std::vector<Candidate>& condensed) {
+  for (Candidate& c : condensed) {
     if (c.plain != "H2O" || !c.qualifier.empty()) continue;
     auto liquid = std::find_if(c.segs.begin(), c.segs.end(), [](const SourceSegment& s) { return s.phase == "l"; });
-    if (liquid == c.segs.end()) break;
+    if (liquid == c.segs.end()) return;
     SourceSegment w;
     w.src = std::make_shared<IapwsLiquidSource>(liquid->src->H(kTRef), liquid->src->S(kTRef));
     w.t1 = liquid->t1;
@@ -489,368 +502,501 @@ BuildResult BuildMainDatabase(const BuildOptions& opt, const BuildProgress& prog
     c.segs.push_back(std::move(w));
     c.sp.references = "NASA 25C; IAPWS-95 to 350C";
     c.aqueous_path = true;
-    break;
+    return;
   }
+}
 
-  // Isomers sharing a formula: the one without a qualifier (else the lowest enthalpy of formation)
-  // keeps the plain name, the others get a prefix.
-  auto resolve = [&](std::vector<Candidate>& cands) {
-    std::map<std::string, std::vector<size_t>> by_plain;
-    for (size_t i = 0; i < cands.size(); ++i) by_plain[cands[i].plain].push_back(i);
-    for (auto& [plain, idx] : by_plain) {
-      size_t keep = idx.front();
-      if (idx.size() > 1) {
-        size_t unqualified = 0, which = idx.front();
-        for (size_t i : idx)
-          if (cands[i].qualifier.empty()) {
-            ++unqualified;
-            which = i;
-          }
-        if (unqualified == 1) {
-          keep = which;
-        } else {
-          for (size_t i : idx)
-            if (cands[i].hf < cands[keep].hf) keep = i;
+/// Names isomers sharing a formula: the one without a qualifier (else the lowest enthalpy of
+/// formation) keeps the plain name, the others get a prefix.
+void ResolveIsomerNames(std::vector<Candidate>& cands) {
+  std::map<std::string, std::vector<size_t>> by_plain;
+  for (size_t i = 0; i < cands.size(); ++i) by_plain[cands[i].plain].push_back(i);
+  for (auto& [plain, idx] : by_plain) {
+    size_t keep = idx.front();
+    if (idx.size() > 1) {
+      size_t unqualified = 0, which = idx.front();
+      for (size_t i : idx)
+        if (cands[i].qualifier.empty()) {
+          ++unqualified;
+          which = i;
         }
+      if (unqualified == 1) {
+        keep = which;
+      } else {
+        for (size_t i : idx)
+          if (cands[i].hf < cands[keep].hf) keep = i;
       }
-      for (size_t i : idx) cands[i].sp.name = i == keep ? plain : IsomerPrefix(cands[i].qualifier) + plain;
     }
-  };
-  resolve(gas_cands);
-  resolve(cond_cands);
+    for (size_t i : idx) cands[i].sp.name = i == keep ? plain : IsomerPrefix(cands[i].qualifier) + plain;
+  }
+}
 
-  // ---- OBIGT aqueous species --------------------------------------------------------------------
-  std::vector<Candidate> aq_cands;
-  for (const ObigtRow& row : aq_rows) {
-    if (row.state != "aq") continue;
-    auto [base, charge] = SplitObigtCharge(row.formula);
-    Candidate c;
-    c.plain = AqueousName(ObigtFormula(base), charge);
-    c.comp = ParsedComposition(base);
-    c.sp.name = c.plain;
-    c.sp.origin = SpeciesOrigin::ObigtAqueous;
-    c.sp.references = ObigtReference(row);
-    c.sp.reliability = kClassObigt;
-    if (AsciiText(row.name) != row.formula) c.sp.chemical_name = AsciiText(row.name);
-    if (!std::isnan(row.zT) && std::lround(row.zT) != charge)
-      res.warnings.push_back(fmt::format("OBIGT {}: charge column says {:g}; the formula's charge is used", row.name, row.zT));
-    double H = row.H, S = row.S, Cp = row.Cp;
-    if (std::isnan(S)) {
-      res.warnings.push_back(fmt::format("OBIGT {}: no entropy, left out", row.name));
+/// The NASA species before fitting, gases and condensed substances apart (each named).
+struct NasaCandidates {
+  std::vector<Candidate> gases, condensed;
+};
+
+/// NASA gases and condensed substances (all phase records of one substance merged), named.
+NasaCandidates BuildNasaCandidates(const NasaFile& nasa, double t_max, std::vector<std::string>& warnings) {
+  NasaCandidates out;
+  std::map<std::string, size_t> cond_group;  // formula-as-written + qualifier -> index in out.condensed
+  std::vector<std::vector<const NasaRecord*>> cond_records;
+  for (const NasaRecord& rec : nasa.records) {
+    std::optional<NasaIdentity> id = IdentifyNasaRecord(rec, warnings);
+    if (!id) continue;
+    if (!id->condensed) {
+      Candidate c = NasaCandidate(rec, *id, GasName(id->formula, id->charge), SpeciesOrigin::NasaGas);
+      c.segs = RecordSegments(rec, id->charge ? "ig" : "g", t_max);
+      StartAt298(c.segs);
+      if (!c.segs.empty()) out.gases.push_back(std::move(c));
       continue;
     }
+    auto [it, inserted] = cond_group.emplace(id->formula + "," + id->qualifier, out.condensed.size());
+    if (inserted) {
+      out.condensed.push_back(NasaCandidate(rec, *id, id->formula, SpeciesOrigin::NasaCondensed));
+      cond_records.emplace_back();
+    }
+    cond_records[it->second].push_back(&rec);
+  }
+  for (size_t i = 0; i < out.condensed.size(); ++i) MergeCondensedPhases(out.condensed[i], cond_records[i], t_max);
+  UseIapwsLiquidWater(out.condensed);
+  ResolveIsomerNames(out.gases);
+  ResolveIsomerNames(out.condensed);
+  return out;
+}
+
+// ---- OBIGT aqueous candidates ----
+
+/// One OBIGT aqueous species: revised HKF along 1 bar / saturation, else its 25 °C Cp held constant;
+/// empty when the row lacks S or H (and H can not be derived from G).
+std::optional<Candidate> AqueousCandidate(const ObigtRow& row, const std::map<std::string, double>& element_s,
+                                          std::vector<std::string>& warnings) {
+  auto [base, charge] = SplitObigtCharge(row.formula);
+  Candidate c;
+  c.plain = AqueousName(ObigtFormula(base), charge);
+  c.comp = ParsedComposition(base);
+  c.sp.name = c.plain;
+  c.sp.origin = SpeciesOrigin::ObigtAqueous;
+  c.sp.references = ObigtReference(row);
+  c.sp.reliability = kClassObigt;
+  if (AsciiText(row.name) != row.formula) c.sp.chemical_name = AsciiText(row.name);
+  if (!std::isnan(row.zT) && std::lround(row.zT) != charge)
+    warnings.push_back(fmt::format("OBIGT {}: charge column says {:g}; the formula's charge is used", row.name, row.zT));
+  double H = row.H, S = row.S, Cp = row.Cp;
+  if (std::isnan(S)) {
+    warnings.push_back(fmt::format("OBIGT {}: no entropy, left out", row.name));
+    return std::nullopt;
+  }
+  if (std::isnan(H)) {
+    H = EnthalpyFromGibbs(row.G, S, c.comp, charge, element_s);
+    c.sp.reliability = kClassDerived;
     if (std::isnan(H)) {
-      H = EnthalpyFromGibbs(row.G, S, c.comp, charge, element_s);
+      warnings.push_back(fmt::format("OBIGT {}: no enthalpy, left out", row.name));
+      return std::nullopt;
+    }
+  }
+  const bool hkf = std::all_of(std::begin(row.p), std::end(row.p), [](double v) { return std::isfinite(v); }) &&
+                   std::isfinite(row.G);
+  SourceSegment seg;
+  seg.phase = charge ? "ia" : "a";
+  if (hkf) {
+    // Revised HKF along 1 bar / saturation, 0-350 °C.
+    // Two segments: at 1 bar, then along saturation (Cp along the path jumps between them).
+    const HkfParameters hkf_p = HkfParameters::FromScaled(row.G, H, S, row.p, charge);
+    seg.src = std::make_shared<HkfSource>(hkf_p, HkfSource::Part::OneBar);
+    seg.t1 = kHkfTMin;
+    seg.t2 = kHkfPathSwitch;
+    seg.origin = fmt::format("OBIGT {} revised HKF, 1 bar", row.name);
+    c.segs.push_back(seg);
+    seg.src = std::make_shared<HkfSource>(hkf_p, HkfSource::Part::Saturation);
+    seg.t1 = seg.t2;
+    seg.t2 = kHkfTMax;
+    seg.origin = fmt::format("OBIGT {} revised HKF, psat", row.name);
+    c.sp.references = Trunc("HKF " + ObigtReference(row), thermo::record_layout::kReferencesLen);
+    c.aqueous_path = true;
+  } else {
+    // No equation of state: the 25 °C Cp held constant (estimated from c1, c2, omega when missing).
+    double t_top = kAqueousTMax;
+    if (std::isnan(Cp)) {
       c.sp.reliability = kClassDerived;
-      if (std::isnan(H)) {
-        res.warnings.push_back(fmt::format("OBIGT {}: no enthalpy, left out", row.name));
-        continue;
+      if (!std::isnan(row.p[4]) && !std::isnan(row.p[5]) && !std::isnan(row.p[6])) {
+        Cp = HkfCp298(row.p[4], row.p[5], row.p[6]);
+      } else {
+        Cp = 0;
+        t_top = kAqueousNoCpTMax;
       }
     }
-    const bool hkf = std::all_of(std::begin(row.p), std::end(row.p), [](double v) { return std::isfinite(v); }) &&
-                     std::isfinite(row.G);
-    SourceSegment seg;
-    seg.phase = charge ? "ia" : "a";
-    if (hkf) {
-      // Revised HKF along 1 bar / saturation, 0-350 °C.
-      // Two segments: at 1 bar, then along saturation (Cp along the path jumps between them).
-      const HkfParameters hkf_p = HkfParameters::FromScaled(row.G, H, S, row.p, charge);
-      seg.src = std::make_shared<HkfSource>(hkf_p, HkfSource::Part::OneBar);
-      seg.t1 = kHkfTMin;
-      seg.t2 = kHkfPathSwitch;
-      seg.origin = fmt::format("OBIGT {} revised HKF, 1 bar", row.name);
-      c.segs.push_back(seg);
-      seg.src = std::make_shared<HkfSource>(hkf_p, HkfSource::Part::Saturation);
-      seg.t1 = seg.t2;
-      seg.t2 = kHkfTMax;
-      seg.origin = fmt::format("OBIGT {} revised HKF, psat", row.name);
-      c.sp.references = Trunc("HKF " + ObigtReference(row), thermo::record_layout::kReferencesLen);
-      c.aqueous_path = true;
-    } else {
-      // No equation of state: the 25 °C Cp held constant (estimated from c1, c2, omega when missing).
-      double t_top = kAqueousTMax;
-      if (std::isnan(Cp)) {
-        c.sp.reliability = kClassDerived;
-        if (!std::isnan(row.p[4]) && !std::isnan(row.p[5]) && !std::isnan(row.p[6])) {
-          Cp = HkfCp298(row.p[4], row.p[5], row.p[6]);
-        } else {
-          Cp = 0;
-          t_top = kAqueousNoCpTMax;
-        }
-      }
-      seg.src = std::make_shared<ConstantCpSource>(H, S, Cp);
-      seg.t1 = kTRef;
-      seg.t2 = t_top;
-      seg.origin = fmt::format("OBIGT {} 298.15 K, constant Cp", row.name);
-      c.sp.references = Trunc("Cp const " + ObigtReference(row), thermo::record_layout::kReferencesLen);
-    }
-    c.segs.push_back(std::move(seg));
-    aq_cands.push_back(std::move(c));
+    seg.src = std::make_shared<ConstantCpSource>(H, S, Cp);
+    seg.t1 = kTRef;
+    seg.t2 = t_top;
+    seg.origin = fmt::format("OBIGT {} 298.15 K, constant Cp", row.name);
+    c.sp.references = Trunc("Cp const " + ObigtReference(row), thermo::record_layout::kReferencesLen);
   }
+  c.segs.push_back(std::move(seg));
+  return c;
+}
 
-  // ---- OBIGT minerals that NASA lacks -----------------------------------------------------------
-  std::vector<Composition> nasa_condensed_comps;
-  for (const auto& c : cond_cands) nasa_condensed_comps.push_back(c.comp);
-  struct Mineral {
-    Candidate cand;
-    double g298 = 0;  // cal/mol, to choose among polymorphs of one formula
-  };
+/// Every aqueous species of the OBIGT file that has enough data.
+std::vector<Candidate> BuildAqueousCandidates(const std::vector<ObigtRow>& rows,
+                                              const std::map<std::string, double>& element_s,
+                                              std::vector<std::string>& warnings) {
+  std::vector<Candidate> out;
+  for (const ObigtRow& row : rows)
+    if (row.state == "aq")
+      if (auto c = AqueousCandidate(row, element_s, warnings)) out.push_back(std::move(*c));
+  return out;
+}
+
+// ---- OBIGT mineral candidates ----
+
+/// An OBIGT mineral before the choice among polymorphs.
+struct Mineral {
+  Candidate cand;
+  double g298 = 0;  // cal/mol, to choose among polymorphs of one formula
+};
+
+/// One OBIGT mineral from its polymorph rows (successive temperature segments, CGL heat capacity);
+/// empty when a row lacks data that can not be derived.
+std::optional<Mineral> MineralFromRows(const std::vector<const ObigtRow*>& poly, const std::string& formula,
+                                       const Composition& comp, const std::map<std::string, double>& element_s,
+                                       double t_max) {
+  const ObigtRow& first = *poly.front();
+  Mineral m;
+  m.cand.plain = formula;
+  m.cand.comp = comp;
+  m.cand.sp.name = formula;
+  m.cand.sp.origin = SpeciesOrigin::ObigtMineral;
+  m.cand.sp.references = ObigtReference(first);
+  m.cand.sp.reliability = kClassObigt;
+  m.cand.sp.common_name = AsciiText(first.name);
+  double t_prev = kTRef;
+  for (const ObigtRow* r : poly) {
+    double H = r->H, S = r->S;
+    double t_top = std::isnan(r->zT) && poly.size() == 1 ? kMineralDefaultTMax : r->zT;
+    if (std::isnan(S) && !std::isnan(H) && !std::isnan(r->G)) {
+      S = EntropyFromGibbs(r->G, H, comp, element_s);
+      m.cand.sp.reliability = kClassDerived;
+    }
+    if (std::isnan(S) || !(t_top > t_prev)) return std::nullopt;
+    if (std::isnan(H)) {
+      H = EnthalpyFromGibbs(r->G, S, comp, 0, element_s);
+      m.cand.sp.reliability = kClassDerived;
+    }
+    if (std::isnan(H)) return std::nullopt;
+    SourceSegment s;
+    s.src = std::make_shared<CglSource>(H, S, r->p);
+    s.t1 = t_prev;
+    s.t2 = std::min(t_top, t_max);
+    s.phase = "s";
+    s.origin = fmt::format("OBIGT {} {} {:g}-{:g} K", r->name, r->state, t_prev, t_top);
+    m.cand.segs.push_back(std::move(s));
+    t_prev = t_top;
+    if (t_prev >= t_max) break;
+  }
+  if (m.cand.segs.empty()) return std::nullopt;
+  m.g298 = m.cand.segs.front().src->G(kTRef);
+  if (!std::isnan(first.V) && first.V > 0) m.cand.sp.density = thermo::MolarMass(formula) / first.V;
+  return m;
+}
+
+/// Appends the CGL minerals of one OBIGT file whose composition NASA lacks.
+void CollectMinerals(const std::vector<ObigtRow>& rows, const std::vector<Candidate>& nasa_condensed,
+                     const std::map<std::string, double>& element_s, double t_max, std::vector<Mineral>& out,
+                     std::vector<std::string>& warnings) {
+  for (size_t i = 0; i < rows.size();) {
+    size_t j = i + 1;
+    while (j < rows.size() && rows[j].name == rows[i].name && rows[j].state != "cr") ++j;
+    const ObigtRow& first = rows[i];
+    std::vector<const ObigtRow*> poly;
+    for (size_t k = i; k < j; ++k) {
+      // polymorph rows continue upward in T; rows that do not (pressure polymorphs) are left out
+      if (!poly.empty() && !(rows[k].zT > poly.back()->zT)) break;
+      poly.push_back(&rows[k]);
+    }
+    i = j;
+    if (first.model.rfind("CGL", 0) != 0) continue;
+    std::string formula = ObigtFormula(first.formula);
+    if (formula.find_first_of("+-") != std::string::npos) continue;  // charged formula units
+    Composition comp = ParsedComposition(formula);
+    const bool in_nasa = std::any_of(nasa_condensed.begin(), nasa_condensed.end(),
+                                     [&](const Candidate& nc) { return SameComposition(nc.comp, comp); });
+    if (in_nasa) continue;
+    auto m = MineralFromRows(poly, formula, comp, element_s, t_max);
+    if (!m) {
+      warnings.push_back(fmt::format("OBIGT mineral {}: incomplete data, left out", first.name));
+      continue;
+    }
+    out.push_back(std::move(*m));
+  }
+}
+
+/// One mineral per formula: the most stable at 25 °C (lowest G), in the order they were read.
+std::vector<Candidate> MostStablePolymorphs(std::vector<Mineral>& minerals) {
+  std::map<std::string, size_t> best;
+  for (size_t i = 0; i < minerals.size(); ++i) {
+    auto [it, inserted] = best.emplace(minerals[i].cand.plain, i);
+    if (!inserted && minerals[i].g298 < minerals[it->second].g298) it->second = i;
+  }
+  std::set<size_t> chosen;
+  for (auto& [k, v] : best) chosen.insert(v);
+  std::vector<Candidate> out;
+  for (size_t i : chosen) out.push_back(std::move(minerals[i].cand));
+  return out;
+}
+
+/// OBIGT minerals (crystal file, then SUPCRT92) that NASA lacks.
+std::vector<Candidate> BuildMineralCandidates(const Sources& src, const std::vector<Candidate>& nasa_condensed,
+                                              double t_max, std::vector<std::string>& warnings) {
   std::vector<Mineral> minerals;
-  auto add_minerals = [&](const std::vector<ObigtRow>& rows) {
-    for (size_t i = 0; i < rows.size();) {
-      size_t j = i + 1;
-      while (j < rows.size() && rows[j].name == rows[i].name && rows[j].state != "cr") ++j;
-      const ObigtRow& first = rows[i];
-      std::vector<const ObigtRow*> poly;
-      for (size_t k = i; k < j; ++k) {
-        // polymorph rows continue upward in T; rows that do not (pressure polymorphs) are left out
-        if (!poly.empty() && !(rows[k].zT > poly.back()->zT)) break;
-        poly.push_back(&rows[k]);
-      }
-      i = j;
-      if (first.model.rfind("CGL", 0) != 0) continue;
-      std::string formula = ObigtFormula(first.formula);
-      if (formula.find_first_of("+-") != std::string::npos) continue;  // charged formula units
-      Composition comp = ParsedComposition(formula);
-      bool in_nasa = false;
-      for (const auto& nc : nasa_condensed_comps) in_nasa = in_nasa || SameComposition(nc, comp);
-      if (in_nasa) continue;
-      Mineral m;
-      m.cand.plain = formula;
-      m.cand.comp = comp;
-      m.cand.sp.name = formula;
-      m.cand.sp.origin = SpeciesOrigin::ObigtMineral;
-      m.cand.sp.references = ObigtReference(first);
-      m.cand.sp.reliability = kClassObigt;
-      m.cand.sp.common_name = AsciiText(first.name);
-      bool ok = true;
-      double t_prev = kTRef;
-      for (const ObigtRow* r : poly) {
-        double H = r->H, S = r->S;
-        double t_top = std::isnan(r->zT) && poly.size() == 1 ? kMineralDefaultTMax : r->zT;
-        if (std::isnan(S) && !std::isnan(H) && !std::isnan(r->G)) {
-          S = EntropyFromGibbs(r->G, H, comp, element_s);
-          m.cand.sp.reliability = kClassDerived;
-        }
-        if (std::isnan(S) || !(t_top > t_prev)) {
-          ok = false;
-          break;
-        }
-        if (std::isnan(H)) {
-          H = EnthalpyFromGibbs(r->G, S, comp, 0, element_s);
-          m.cand.sp.reliability = kClassDerived;
-        }
-        if (std::isnan(H)) {
-          ok = false;
-          break;
-        }
-        SourceSegment s;
-        s.src = std::make_shared<CglSource>(H, S, r->p);
-        s.t1 = t_prev;
-        s.t2 = std::min(t_top, opt.t_max);
-        s.phase = "s";
-        s.origin = fmt::format("OBIGT {} {} {:g}-{:g} K", r->name, r->state, t_prev, t_top);
-        m.cand.segs.push_back(std::move(s));
-        t_prev = t_top;
-        if (t_prev >= opt.t_max) break;
-      }
-      if (!ok || m.cand.segs.empty()) {
-        res.warnings.push_back(fmt::format("OBIGT mineral {}: incomplete data, left out", first.name));
-        continue;
-      }
-      m.g298 = m.cand.segs.front().src->G(kTRef);
-      if (!std::isnan(first.V) && first.V > 0) m.cand.sp.density = thermo::MolarMass(formula) / first.V;
-      minerals.push_back(std::move(m));
-    }
-  };
-  add_minerals(cr_rows);
-  add_minerals(supcrt_rows);
-  // One mineral per formula: the most stable at 25 °C (lowest G).
-  std::vector<Candidate> min_cands;
-  {
-    std::map<std::string, size_t> best;
-    for (size_t i = 0; i < minerals.size(); ++i) {
-      auto [it, inserted] = best.emplace(minerals[i].cand.plain, i);
-      if (!inserted && minerals[i].g298 < minerals[it->second].g298) it->second = i;
-    }
-    std::set<size_t> chosen;
-    for (auto& [k, v] : best) chosen.insert(v);
-    for (size_t i : chosen) min_cands.push_back(std::move(minerals[i].cand));
+  CollectMinerals(src.cr_rows, nasa_condensed, src.element_s, t_max, minerals, warnings);
+  CollectMinerals(src.supcrt_rows, nasa_condensed, src.element_s, t_max, minerals, warnings);
+  return MostStablePolymorphs(minerals);
+}
+
+// ---- fitting ----
+
+/// Fits candidates into the result in order: counts progress, keeps names unique and valid, and
+/// fills the fields that follow from the fitted ranges.
+class SpeciesFitter {
+ public:
+  SpeciesFitter(BuildResult& res, const BuildOptions& opt, const BuildProgress& progress, int total,
+                const std::map<std::string, std::string>& element_names)
+      : res_(res),
+        tol_(opt.tolerance),
+        aqueous_tol_(AqueousTolerance(opt.tolerance)),
+        progress_(progress),
+        total_(total),
+        element_names_(element_names) {}
+
+  /// Counts one step of the progress.
+  void Step(std::string_view what) {
+    if (progress_) progress_(++done_, total_, what);
   }
 
-  // ---- fit everything ---------------------------------------------------------------------------
-  const auto llnl_count = std::count_if(llnl_phases.begin(), llnl_phases.end(), [](const LlnlPhase& p) {
-    return std::find(std::begin(kLlnlSolids), std::end(kLlnlSolids), p.name) != std::end(kLlnlSolids);
-  });
-  const int total = static_cast<int>(gas_cands.size() + cond_cands.size() + aq_cands.size() + min_cands.size() +
-                                     static_cast<size_t>(llnl_count)) + 2;
-  int done = 0;
-  std::set<std::string> names;
-  const FitTolerance aqueous_tol = AqueousTolerance(opt.tolerance);
-  auto finish = [&](Candidate& c, std::string_view kind) {
-    if (progress) progress(++done, total, c.sp.name);
+  /// True when a species of that name is in the result already.
+  bool Taken(const std::string& name) const { return names_.count(name) > 0; }
+
+  /// Adds a species built without fitting.
+  void Add(BuiltSpecies sp) {
+    names_.insert(sp.name);
+    res_.species.push_back(std::move(sp));
+  }
+
+  /// Fits a candidate and adds it; leaves it out with a warning naming `kind` when its name is
+  /// too long, does not parse to its composition, or is taken.
+  void Fit(Candidate& c, std::string_view kind) {
+    Step(c.sp.name);
     BuiltSpecies sp = std::move(c.sp);
     if (sp.name.size() > kMaxNameLength) {
-      res.warnings.push_back(fmt::format("{} {}: name longer than {} characters, left out", kind, sp.name, kMaxNameLength));
+      res_.warnings.push_back(
+          fmt::format("{} {}: name longer than {} characters, left out", kind, sp.name, kMaxNameLength));
       return;
     }
     double charge = 0;
     if (!SameComposition(ParsedComposition(sp.name, &charge), c.comp)) {
-      res.warnings.push_back(fmt::format("{} {}: name does not parse to its formula, left out", kind, sp.name));
+      res_.warnings.push_back(fmt::format("{} {}: name does not parse to its formula, left out", kind, sp.name));
       return;
     }
-    if (!names.insert(sp.name).second) {
-      res.warnings.push_back(fmt::format("{} {}: name already taken, left out", kind, sp.name));
+    if (!names_.insert(sp.name).second) {
+      res_.warnings.push_back(fmt::format("{} {}: name already taken, left out", kind, sp.name));
       return;
     }
-    sp.ranges = FitSpecies(c.segs, c.aqueous_path ? aqueous_tol : opt.tolerance);
+    sp.ranges = FitSpecies(c.segs, c.aqueous_path ? aqueous_tol_ : tol_);
     if (sp.ranges.empty()) return;
     for (const auto& r : sp.ranges)
       if (!r.within_tolerance) sp.reliability = kClassDerived;
     sp.mw = thermo::MolarMass(sp.name);
     // Element names for the elements themselves (not for their ions).
     if (sp.chemical_name.empty() && charge == 0 && sp.origin != SpeciesOrigin::ObigtAqueous)
-      sp.chemical_name = ElementName(c.comp, sp.origin == SpeciesOrigin::NasaGas, element_names);
+      sp.chemical_name = ElementName(c.comp, sp.origin == SpeciesOrigin::NasaGas, element_names_);
     sp.color_rgb = SpeciesColour(sp.name, sp.ranges.front().phase);
-    res.species.push_back(std::move(sp));
-  };
-  for (auto& c : gas_cands) finish(c, "NASA");
-  for (auto& c : cond_cands) finish(c, "NASA");
-
-  // Conventions: H+ zero at all temperatures; the electron is half of H2(g) less H+, so that
-  // H+ + e- = 1/2 H2(g) has zero Gibbs energy at every temperature (S = 15.617 cal/(mol K) at 25 °C).
-  {
-    BuiltSpecies h;
-    h.name = "H(+a)";
-    h.origin = SpeciesOrigin::Convention;
-    h.references = "Convention: zero at all T";
-    h.reliability = kClassEvaluated;
-    FittedRange r;
-    r.t1 = kHkfTMin;
-    r.t2 = kHkfTMax;
-    r.phase = "ia";
-    r.src = std::make_shared<ConstantCpSource>(0, 0, 0);
-    r.origin = "convention";
-    r.t1 = ToFloat(r.t1);
-    r.t2 = ToFloat(r.t2);
-    h.ranges.push_back(r);
-    h.mw = thermo::MolarMass(h.name);
-    h.chemical_name = "Hydrogen ion";
-    h.color_rgb = SpeciesColour(h.name, "ia");
-    names.insert(h.name);
-    if (progress) progress(++done, total, h.name);
-    res.species.push_back(std::move(h));
-
-    auto h2 = std::find_if(res.species.begin(), res.species.end(), [](const BuiltSpecies& s) { return s.name == "H2(g)"; });
-    if (h2 != res.species.end()) {
-      BuiltSpecies e;
-      e.name = std::string(thermo::kElectron);
-      e.origin = SpeciesOrigin::Convention;
-      e.references = "Convention: 1/2 H2(g) - H(+a)";
-      e.reliability = kClassEvaluated;
-      e.chemical_name = "Electron";
-      for (FittedRange r : h2->ranges) {  // halving is exact in binary floating point
-        r.H *= 0.5;
-        r.S *= 0.5;
-        r.cp.A *= 0.5;
-        r.cp.B *= 0.5;
-        r.cp.C *= 0.5;
-        r.cp.D *= 0.5;
-        r.err = {r.err.cp * 0.5, r.err.cp_rel, r.err.h * 0.5, r.err.s * 0.5, r.err.g * 0.5};
-        r.phase = "e";
-        r.origin = "1/2 " + r.origin;
-        r.src = std::make_shared<ScaledSource>(r.src, 0.5);
-        e.ranges.push_back(r);
-      }
-      e.mw = thermo::MolarMass(e.name);
-      e.color_rgb = SpeciesColour(e.name, "e");
-      names.insert(e.name);
-      res.species.push_back(std::move(e));
-    }
-    if (progress) progress(++done, total, "e-");
-  }
-  for (auto& c : aq_cands) finish(c, "OBIGT");
-  for (auto& c : min_cands) finish(c, "OBIGT");
-
-  // ---- llnl.dat solids that neither NASA nor OBIGT has --------------------------------------------
-  // G from log K of the dissolution and the OBIGT ions; S from that G and the file's enthalpy of
-  // formation with the element entropies of the species built above; Cp constant by Kopp's rule.
-  if (!llnl_phases.empty()) {
-    std::map<std::string, double> species_g = {{"H+", 0.0}, {"H2O", kWaterG}};
-    for (const ObigtRow& row : aq_rows)
-      if (row.state == "aq" && !std::isnan(row.G)) species_g[row.formula] = row.G;
-    for (const ObigtRow& row : aq_rows)
-      if (row.formula == "H2O" && row.state == "liq" && !std::isnan(row.G)) species_g["H2O"] = row.G;
-    // Element entropies (cal/(mol K) per atom) from the NASA reference-state species built above.
-    std::map<std::string, size_t> built;
-    for (size_t i = 0; i < res.species.size(); ++i)
-      if (res.species[i].origin == SpeciesOrigin::NasaGas || res.species[i].origin == SpeciesOrigin::NasaCondensed)
-        built[res.species[i].name] = i;
-    std::map<std::string, double> nasa_element_s;
-    auto element_entropy = [&](const std::string& el) {
-      std::string species = el;
-      double atoms = 1;
-      for (const ReferenceState& r : kReferenceStates)
-        if (r.element == el) {
-          species = r.species;
-          atoms = r.atoms;
-        }
-      auto it = built.find(species);
-      if (it == built.end()) return;
-      double h = 0, S = 0;
-      EvaluateRanges(res.species[it->second].ranges, kTRef, &h, &S);
-      nasa_element_s[el] = S / atoms;
-    };
-    for (std::string_view want : kLlnlSolids) {
-      auto p = std::find_if(llnl_phases.begin(), llnl_phases.end(), [&](const LlnlPhase& x) { return x.name == want; });
-      if (p == llnl_phases.end()) {
-        res.warnings.push_back(fmt::format("llnl.dat {}: not in the file", want));
-        continue;
-      }
-      if (names.count(p->formula)) {  // the database has it from a primary source
-        if (progress) progress(++done, total, p->formula);
-        continue;
-      }
-      Candidate c;
-      c.plain = p->formula;
-      c.comp = ParsedComposition(p->formula);
-      for (const auto& [el, n] : c.comp) element_entropy(el);
-      std::string why;
-      auto d = DeriveSolid(*p, c.comp, species_g, nasa_element_s, &why);
-      if (!d) {
-        res.warnings.push_back(fmt::format("llnl.dat {}: {}, left out", p->name, why));
-        if (progress) progress(++done, total, p->formula);
-        continue;
-      }
-      c.sp.name = p->formula;
-      c.sp.origin = SpeciesOrigin::LlnlMineral;
-      c.sp.references = std::string(kLlnlReference);
-      c.sp.reliability = kClassDerived;
-      if (p->name != p->formula) c.sp.common_name = p->name;
-      SourceSegment seg;
-      seg.src = std::make_shared<ConstantCpSource>(d->H, d->S, KoppCp(c.comp));
-      seg.t1 = kTRef;
-      seg.t2 = std::isnan(p->t_max) ? kMineralDefaultTMax : std::min(p->t_max, opt.t_max);
-      seg.phase = "s";
-      seg.origin = fmt::format("llnl.dat {} line {} 298.15 K, Kopp Cp", p->name, p->line);
-      c.segs.push_back(std::move(seg));
-      finish(c, "llnl.dat");
-    }
+    res_.species.push_back(std::move(sp));
   }
 
-  AssignDensities(res.species, MineralDensities({&cr_rows, &supcrt_rows}));
+  /// Fits every candidate of one source, in order.
+  void FitAll(std::vector<Candidate>& cands, std::string_view kind) {
+    for (Candidate& c : cands) Fit(c, kind);
+  }
 
-  // ---- melting and boiling points ----------------------------------------------------------------
+ private:
+  BuildResult& res_;
+  const FitTolerance tol_, aqueous_tol_;
+  const BuildProgress& progress_;
+  const int total_;
+  int done_ = 0;
+  std::set<std::string> names_;
+  const std::map<std::string, std::string>& element_names_;
+};
+
+// ---- conventions ----
+
+/// H+: zero at all temperatures.
+BuiltSpecies HydrogenIonConvention() {
+  BuiltSpecies h;
+  h.name = "H(+a)";
+  h.origin = SpeciesOrigin::Convention;
+  h.references = "Convention: zero at all T";
+  h.reliability = kClassEvaluated;
+  FittedRange r;
+  r.t1 = ToFloat(kHkfTMin);
+  r.t2 = ToFloat(kHkfTMax);
+  r.phase = "ia";
+  r.src = std::make_shared<ConstantCpSource>(0, 0, 0);
+  r.origin = "convention";
+  h.ranges.push_back(r);
+  h.mw = thermo::MolarMass(h.name);
+  h.chemical_name = "Hydrogen ion";
+  h.color_rgb = SpeciesColour(h.name, "ia");
+  return h;
+}
+
+/// The electron: half of H2(g) less H+, so that H+ + e- = 1/2 H2(g) has zero Gibbs energy at every
+/// temperature (S = 15.617 cal/(mol K) at 25 °C).
+BuiltSpecies ElectronConvention(const BuiltSpecies& h2) {
+  BuiltSpecies e;
+  e.name = std::string(thermo::kElectron);
+  e.origin = SpeciesOrigin::Convention;
+  e.references = "Convention: 1/2 H2(g) - H(+a)";
+  e.reliability = kClassEvaluated;
+  e.chemical_name = "Electron";
+  for (FittedRange r : h2.ranges) {  // halving is exact in binary floating point
+    r.H *= 0.5;
+    r.S *= 0.5;
+    r.cp.A *= 0.5;
+    r.cp.B *= 0.5;
+    r.cp.C *= 0.5;
+    r.cp.D *= 0.5;
+    r.err = {r.err.cp * 0.5, r.err.cp_rel, r.err.h * 0.5, r.err.s * 0.5, r.err.g * 0.5};
+    r.phase = "e";
+    r.origin = "1/2 " + r.origin;
+    r.src = std::make_shared<ScaledSource>(r.src, 0.5);
+    e.ranges.push_back(r);
+  }
+  e.mw = thermo::MolarMass(e.name);
+  e.color_rgb = SpeciesColour(e.name, "e");
+  return e;
+}
+
+/// Adds H+ and (when H2(g) was built) the electron.
+void AddConventions(SpeciesFitter& fitter, const std::vector<BuiltSpecies>& species) {
+  BuiltSpecies h = HydrogenIonConvention();
+  const std::string h_name = h.name;
+  fitter.Add(std::move(h));
+  fitter.Step(h_name);
+  auto h2 = std::find_if(species.begin(), species.end(), [](const BuiltSpecies& s) { return s.name == "H2(g)"; });
+  if (h2 != species.end()) fitter.Add(ElectronConvention(*h2));
+  fitter.Step("e-");
+}
+
+// ---- llnl.dat solids ----
+
+/// How many of the wanted llnl.dat solids the file holds (progress steps).
+size_t LlnlSolidCount(const std::vector<LlnlPhase>& phases) {
+  return static_cast<size_t>(std::count_if(phases.begin(), phases.end(), [](const LlnlPhase& p) {
+    return std::find(std::begin(kLlnlSolids), std::end(kLlnlSolids), p.name) != std::end(kLlnlSolids);
+  }));
+}
+
+/// Formation G (cal/mol) of the species the llnl.dat dissolution reactions name, from OBIGT.
+std::map<std::string, double> LlnlSpeciesGibbs(const std::vector<ObigtRow>& aq_rows) {
+  std::map<std::string, double> species_g = {{"H+", 0.0}, {"H2O", kWaterG}};
+  for (const ObigtRow& row : aq_rows)
+    if (row.state == "aq" && !std::isnan(row.G)) species_g[row.formula] = row.G;
+  for (const ObigtRow& row : aq_rows)
+    if (row.formula == "H2O" && row.state == "liq" && !std::isnan(row.G)) species_g["H2O"] = row.G;
+  return species_g;
+}
+
+/// Entropies (cal/(mol K) per atom) of the elements of comp, from the NASA reference-state species
+/// built so far (`nasa` maps their names to indexes in species); elements without one are missing.
+std::map<std::string, double> NasaElementEntropies(const Composition& comp, const std::vector<BuiltSpecies>& species,
+                                                   const std::map<std::string, size_t>& nasa) {
+  std::map<std::string, double> out;
+  for (const auto& [el, n] : comp) {
+    std::string name = el;
+    double atoms = 1;
+    for (const ReferenceState& r : kReferenceStates)
+      if (r.element == el) {
+        name = r.species;
+        atoms = r.atoms;
+      }
+    auto it = nasa.find(name);
+    if (it == nasa.end()) continue;
+    double h = 0, S = 0;
+    EvaluateRanges(species[it->second].ranges, kTRef, &h, &S);
+    out[el] = S / atoms;
+  }
+  return out;
+}
+
+/// A llnl.dat solid with its derived 25 °C data and a constant Kopp Cp.
+Candidate LlnlCandidate(const LlnlPhase& p, const Composition& comp, const DerivedSolid& d, double t_max) {
+  Candidate c;
+  c.plain = p.formula;
+  c.comp = comp;
+  c.sp.name = p.formula;
+  c.sp.origin = SpeciesOrigin::LlnlMineral;
+  c.sp.references = std::string(kLlnlReference);
+  c.sp.reliability = kClassDerived;
+  if (p.name != p.formula) c.sp.common_name = p.name;
+  SourceSegment seg;
+  seg.src = std::make_shared<ConstantCpSource>(d.H, d.S, KoppCp(comp));
+  seg.t1 = kTRef;
+  seg.t2 = std::isnan(p.t_max) ? kMineralDefaultTMax : std::min(p.t_max, t_max);
+  seg.phase = "s";
+  seg.origin = fmt::format("llnl.dat {} line {} 298.15 K, Kopp Cp", p.name, p.line);
+  c.segs.push_back(std::move(seg));
+  return c;
+}
+
+/// Fits the llnl.dat solids that neither NASA nor OBIGT has. G comes from log K of the dissolution
+/// and the OBIGT ions; S from that G and the file's enthalpy of formation with the element entropies
+/// of the species built so far; Cp constant by Kopp's rule.
+void AddLlnlSolids(const Sources& src, double t_max, SpeciesFitter& fitter, BuildResult& res) {
+  if (src.llnl_phases.empty()) return;
+  const std::map<std::string, double> species_g = LlnlSpeciesGibbs(src.aq_rows);
+  std::map<std::string, size_t> nasa;
+  for (size_t i = 0; i < res.species.size(); ++i)
+    if (res.species[i].origin == SpeciesOrigin::NasaGas || res.species[i].origin == SpeciesOrigin::NasaCondensed)
+      nasa[res.species[i].name] = i;
+  for (std::string_view want : kLlnlSolids) {
+    auto p = std::find_if(src.llnl_phases.begin(), src.llnl_phases.end(),
+                          [&](const LlnlPhase& x) { return x.name == want; });
+    if (p == src.llnl_phases.end()) {
+      res.warnings.push_back(fmt::format("llnl.dat {}: not in the file", want));
+      continue;
+    }
+    if (fitter.Taken(p->formula)) {  // the database has it from a primary source
+      fitter.Step(p->formula);
+      continue;
+    }
+    const Composition comp = ParsedComposition(p->formula);
+    std::string why;
+    auto d = DeriveSolid(*p, comp, species_g, NasaElementEntropies(comp, res.species, nasa), &why);
+    if (!d) {
+      res.warnings.push_back(fmt::format("llnl.dat {}: {}, left out", p->name, why));
+      fitter.Step(p->formula);
+      continue;
+    }
+    Candidate c = LlnlCandidate(*p, comp, *d, t_max);
+    fitter.Fit(c, "llnl.dat");
+  }
+}
+
+// ---- transition points ----
+
+/// Melting and boiling points of the NASA condensed substances, copied to their gas of the same name.
+void AssignTransitionPoints(std::vector<BuiltSpecies>& species) {
   std::map<std::string, size_t> index;
   std::map<std::string, std::vector<size_t>> gas_by_comp;  // neutral gases by composition
-  for (size_t i = 0; i < res.species.size(); ++i) {
-    index[res.species[i].name] = i;
-    if (res.species[i].origin != SpeciesOrigin::NasaGas) continue;
+  for (size_t i = 0; i < species.size(); ++i) {
+    index[species[i].name] = i;
+    if (species[i].origin != SpeciesOrigin::NasaGas) continue;
     double charge = 0;
-    Composition c = ParsedComposition(res.species[i].name, &charge);
+    Composition c = ParsedComposition(species[i].name, &charge);
     if (charge == 0) gas_by_comp[CompositionKey(c, 1)].push_back(i);
   }
-  for (BuiltSpecies& sp : res.species) {
+  for (BuiltSpecies& sp : species) {
     if (sp.origin != SpeciesOrigin::NasaCondensed) continue;
     for (size_t k = 1; k < sp.ranges.size(); ++k)
       if (sp.ranges[k].phase == "l" && sp.ranges[k - 1].phase == "s") {
@@ -864,17 +1010,41 @@ BuildResult BuildMainDatabase(const BuildOptions& opt, const BuildProgress& prog
       auto g = gas_by_comp.find(CompositionKey(ParsedComposition(sp.name), n));
       if (g == gas_by_comp.end()) continue;
       for (size_t gi : g->second) {
-        double t = BoilingPoint(sp.ranges, res.species[gi].ranges, n);
+        double t = BoilingPoint(sp.ranges, species[gi].ranges, n);
         if (t > 0 && (bp == 0 || t < bp)) bp = t;
       }
     }
     sp.boiling_point = bp;
     auto g = index.find(GasName(sp.name, 0));
     if (g != index.end()) {
-      res.species[g->second].melting_point = sp.melting_point;
-      res.species[g->second].boiling_point = sp.boiling_point;
+      species[g->second].melting_point = sp.melting_point;
+      species[g->second].boiling_point = sp.boiling_point;
     }
   }
+}
+
+}  // namespace
+
+BuildResult BuildMainDatabase(const BuildOptions& opt, const BuildProgress& progress) {
+  BuildResult res;
+  std::optional<Sources> src = ReadSources(opt.sources, res);
+  if (!src) return res;
+  NasaCandidates nasa = BuildNasaCandidates(src->nasa, opt.t_max, res.warnings);
+  std::vector<Candidate> aqueous = BuildAqueousCandidates(src->aq_rows, src->element_s, res.warnings);
+  std::vector<Candidate> minerals = BuildMineralCandidates(*src, nasa.condensed, opt.t_max, res.warnings);
+
+  const size_t steps = nasa.gases.size() + nasa.condensed.size() + aqueous.size() + minerals.size() +
+                       LlnlSolidCount(src->llnl_phases) + 2;  // + H+ and e-
+  SpeciesFitter fitter(res, opt, progress, static_cast<int>(steps), src->element_names);
+  fitter.FitAll(nasa.gases, "NASA");
+  fitter.FitAll(nasa.condensed, "NASA");
+  AddConventions(fitter, res.species);
+  fitter.FitAll(aqueous, "OBIGT");
+  fitter.FitAll(minerals, "OBIGT");
+  AddLlnlSolids(*src, opt.t_max, fitter, res);
+
+  AssignDensities(res.species, MineralDensities({&src->cr_rows, &src->supcrt_rows}));
+  AssignTransitionPoints(res.species);
   return res;
 }
 

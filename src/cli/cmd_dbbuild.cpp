@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "cli/cli_common.h"
 #include "cli/commands.h"
 #include "tools/db_builder.h"
 #include "tools/db_stats.h"
@@ -81,11 +82,7 @@ int RunDbBuild(const DbBuildOptions& o) {
   return 0;
 }
 
-CLI::App* DbGroup(CLI::App& app) {
-  for (CLI::App* sub : app.get_subcommands([](CLI::App*) { return true; }))
-    if (sub->get_name() == "db") return sub;
-  return app.add_subcommand("db", "Species database files");
-}
+CLI::App* DbGroup(CLI::App& app) { return SubcommandGroup(app, "db", "Species database files"); }
 
 }  // namespace
 

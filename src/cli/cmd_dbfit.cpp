@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "cli/cli_common.h"
 #include "cli/commands.h"
 #include "platform/files.h"
 #include "platform/messages.h"
@@ -209,11 +210,7 @@ int RunDbMerge(const DbMergeOptions& o) {
   return 0;
 }
 
-CLI::App* DbGroup(CLI::App& app) {
-  for (CLI::App* sub : app.get_subcommands([](CLI::App*) { return true; }))
-    if (sub->get_name() == "db") return sub;
-  return app.add_subcommand("db", "Species database files");
-}
+CLI::App* DbGroup(CLI::App& app) { return SubcommandGroup(app, "db", "Species database files"); }
 
 }  // namespace
 

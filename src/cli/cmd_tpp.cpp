@@ -33,19 +33,9 @@ struct TppOptions {
   bool json = false;
 };
 
-nlohmann::json AxisJson(const PredomModel& m, Quantity q, double min, double max, const std::string& title) {
-  nlohmann::json a = {{"title", title}};
-  if (q == Quantity::Temperature) {
-    a["name"] = std::string(kTemperature);
-    a["unit"] = "K";
-  } else {
-    bool first = (q == Quantity::Gas1) != m.swap_gases;
-    a["name"] = first ? m.gas1 : m.gas2;
-    a["unit"] = "log10(p/bar)";
-  }
-  a["min"] = min;
-  a["max"] = max;
-  return a;
+nlohmann::json AxisJson(const PredomModel& m, bool x_axis) {
+  const AxisDescription a = DescribeAxis(m, x_axis);
+  return {{"title", a.title}, {"name", a.name}, {"unit", a.unit}, {"min", a.min}, {"max", a.max}};
 }
 
 int RunTpp(const TppOptions& o) {
@@ -136,8 +126,8 @@ int ReportPredom(const PredomModel& m, const PredomReportOptions& o) {
         {"elements", m.elements},
         {"species", m.names},
         {"axes",
-         {{"x", AxisJson(m, m.xq, m.xmin, m.xmax, AxisTitle(m, true))},
-          {"y", AxisJson(m, m.yq, m.ymin, m.ymax, AxisTitle(m, false))},
+         {{"x", AxisJson(m, true)},
+          {"y", AxisJson(m, false)},
           {"constant", constant}}},
         {"resolution", m.resolution},
         {"boundary_points", r.BoundaryPoints()},

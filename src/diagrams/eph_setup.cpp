@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <set>
 
+#include "diagrams/species_source.h"
 #include "thermo/formula.h"
 
 namespace zyl::diagrams {
@@ -25,31 +26,18 @@ bool Inside(const thermo::FormulaComposition& comp, const std::vector<std::strin
 
 }  // namespace
 
-std::vector<std::string> EphSpeciesOf(const std::string& element, const thermo::SpeciesDatabases& dbs) {
-  return EphSpeciesOf(std::vector<std::string>{element}, dbs);
-}
-
 std::vector<std::string> EphSpeciesOf(const std::vector<std::string>& elements, const thermo::SpeciesDatabases& dbs) {
   std::vector<std::string> out;
   if (elements.empty()) return out;
-  std::set<std::string, std::less<>> seen;
-  for (const thermo::SpeciesDb* db : {dbs.own.get(), dbs.main.get()}) {
-    if (!db) continue;
-    for (int rec = 1; rec <= db->RecordCount(); ++rec) {
-      std::string_view f = db->Formula(rec);
-      if (f.empty() || seen.count(f)) continue;
-      seen.emplace(f);
-      if (f.find("(ia") != std::string_view::npos) continue;
-      thermo::FormulaComposition comp = thermo::ParseFormula(f);
-      if (!comp.ok()) continue;
-      if (comp.Charge() != 0 && f.ends_with("g)")) continue;  // gas ions are no species of an aqueous system
-      // The main element's species with any of the others, or one other element's own species.
-      bool keep = comp.Amount(elements[0]) > 0 && Inside(comp, elements);
-      for (size_t i = 1; i < elements.size() && !keep; ++i)
-        keep = comp.Amount(elements[i]) > 0 && Inside(comp, {elements[i]});
-      if (keep) out.emplace_back(f);
-    }
-  }
+  ForEachDatabaseFormula(dbs, [&](std::string_view f, const thermo::FormulaComposition& comp) {
+    if (f.find("(ia") != std::string_view::npos) return;
+    if (comp.Charge() != 0 && f.ends_with("g)")) return;  // gas ions are no species of an aqueous system
+    // The main element's species with any of the others, or one other element's own species.
+    bool keep = comp.Amount(elements[0]) > 0 && Inside(comp, elements);
+    for (size_t i = 1; i < elements.size() && !keep; ++i)
+      keep = comp.Amount(elements[i]) > 0 && Inside(comp, {elements[i]});
+    if (keep) out.emplace_back(f);
+  });
   return out;
 }
 

@@ -217,14 +217,7 @@ IepReadResult ParseIep(std::string_view text) {
 }
 
 IepReadResult ReadIep(const std::filesystem::path& path) {
-  std::string error;
-  auto text = platform::ReadFile(path, &error);
-  if (!text) {
-    IepReadResult r;
-    r.error = error.empty() ? fmt::format("Can not read {}", path.string()) : error;
-    return r;
-  }
-  return ParseIep(*text);
+  return platform::ReadAndParse<IepReadResult>(path, ParseIep, fmt::format("Can not read {}", path.string()));
 }
 
 }  // namespace zyl::diagrams

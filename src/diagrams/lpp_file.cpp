@@ -91,14 +91,7 @@ LppReadResult ParseLpp(std::string_view text) {
 }
 
 LppReadResult ReadLpp(const std::filesystem::path& path) {
-  std::string error;
-  auto text = platform::ReadFile(path, &error);
-  if (!text) {
-    LppReadResult r;
-    r.error = error.empty() ? fmt::format("Can not read {}", path.string()) : error;
-    return r;
-  }
-  return ParseLpp(*text);
+  return platform::ReadAndParse<LppReadResult>(path, ParseLpp, fmt::format("Can not read {}", path.string()));
 }
 
 PredomSetup ToPredomSetup(const LppSetup& s, int resolution) {

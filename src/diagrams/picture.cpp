@@ -145,6 +145,23 @@ std::string AxisTitle(const PredomModel& m, bool x_axis) {
   return "log p(" + GasLabel(first ? m.gas1 : m.gas2) + ")";
 }
 
+AxisDescription DescribeAxis(const PredomModel& m, bool x_axis) {
+  AxisDescription a;
+  a.title = AxisTitle(m, x_axis);
+  const Quantity q = x_axis ? m.xq : m.yq;
+  if (q == Quantity::Temperature) {
+    a.name = std::string(kTemperature);
+    a.unit = "K";
+  } else {
+    const bool first = (q == Quantity::Gas1) != m.swap_gases;
+    a.name = first ? m.gas1 : m.gas2;
+    a.unit = "log10(p/bar)";
+  }
+  a.min = x_axis ? m.xmin : m.ymin;
+  a.max = x_axis ? m.xmax : m.ymax;
+  return a;
+}
+
 std::string ConstantText(const PredomModel& m) {
   if (m.xq != Quantity::Temperature) {
     if (m.celsius) return fmt::format("T = {:g} °C", m.T - kCelsiusOffset);

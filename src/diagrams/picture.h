@@ -107,6 +107,16 @@ struct PictureOptions {
 
 /// Axis title of a quantity: "log p(O2)" for a gas, "Temperature (°C)" or "Temperature (K)".
 std::string AxisTitle(const PredomModel& m, bool x_axis);
+
+/// What an axis of the diagram shows, for reports and bindings.
+struct AxisDescription {
+  std::string title;  ///< AxisTitle
+  std::string name;   ///< "Temperature" or the gas of the axis
+  std::string unit;   ///< "K" or "log10(p/bar)"
+  double min = 0;     ///< in unit
+  double max = 0;     ///< in unit
+};
+AxisDescription DescribeAxis(const PredomModel& m, bool x_axis);
 /// The line under the title naming the constant: "T = 1000 K", "log p(S2) = -2".
 std::string ConstantText(const PredomModel& m);
 

@@ -20,24 +20,31 @@ std::vector<CalorieRange> DatabaseSpeciesSource::Read(const std::string& name) c
   return out;
 }
 
-std::vector<std::string> DatabaseSpeciesSource::SpeciesOf(const std::vector<std::string>& elements) const {
-  std::vector<std::string> out;
+void ForEachDatabaseFormula(const thermo::SpeciesDatabases& dbs,
+                            const std::function<void(std::string_view, const thermo::FormulaComposition&)>& visit) {
   std::set<std::string, std::less<>> seen;
-  for (const thermo::SpeciesDb* db : {dbs_.own.get(), dbs_.main.get()}) {
+  for (const thermo::SpeciesDb* db : {dbs.own.get(), dbs.main.get()}) {
     if (!db) continue;
     for (int rec = 1; rec <= db->RecordCount(); ++rec) {
       std::string_view f = db->Formula(rec);
       if (f.empty() || seen.count(f)) continue;
       seen.emplace(f);
-      if (f.find("(a") != std::string_view::npos || f.find("(ia") != std::string_view::npos) continue;
       thermo::FormulaComposition comp = thermo::ParseFormula(f);
-      if (!comp.ok() || comp.entries.empty() || comp.Charge() != 0) continue;
-      bool inside = std::all_of(comp.entries.begin(), comp.entries.end(), [&](const thermo::FormulaEntry& e) {
-        return std::find(elements.begin(), elements.end(), e.symbol) != elements.end();
-      });
-      if (inside) out.emplace_back(f);
+      if (comp.ok()) visit(f, comp);
     }
   }
+}
+
+std::vector<std::string> DatabaseSpeciesSource::SpeciesOf(const std::vector<std::string>& elements) const {
+  std::vector<std::string> out;
+  ForEachDatabaseFormula(dbs_, [&](std::string_view f, const thermo::FormulaComposition& comp) {
+    if (f.find("(a") != std::string_view::npos || f.find("(ia") != std::string_view::npos) return;
+    if (comp.entries.empty() || comp.Charge() != 0) return;
+    const bool inside = std::all_of(comp.entries.begin(), comp.entries.end(), [&](const thermo::FormulaEntry& e) {
+      return std::find(elements.begin(), elements.end(), e.symbol) != elements.end();
+    });
+    if (inside) out.emplace_back(f);
+  });
   return out;
 }
 

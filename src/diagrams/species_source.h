@@ -1,7 +1,11 @@
 #pragma once
 // The species database as the diagram computation sees it.
 
+#include <functional>
+#include <string_view>
+
 #include "diagrams/predom.h"
+#include "thermo/formula.h"
 #include "thermo/lookup.h"
 
 namespace zyl::diagrams {
@@ -17,6 +21,11 @@ class DatabaseSpeciesSource : public SpeciesSource {
  private:
   const thermo::SpeciesDatabases& dbs_;
 };
+
+/// Calls visit(formula, composition) once for each distinct formula of the own and main databases
+/// that parses, in database order (own first).
+void ForEachDatabaseFormula(const thermo::SpeciesDatabases& dbs,
+                            const std::function<void(std::string_view, const thermo::FormulaComposition&)>& visit);
 
 /// Opens the databases for a command: the main database at main_path (default: the shipped
 /// Databases/MainDB6.ZYL) and the user's own database when it exists. Returns an error text when the

@@ -957,14 +957,9 @@ DescriptionRead ReadDescriptionText(const std::string& text, std::string_view ex
 }
 
 DescriptionRead ReadDescriptionFile(const std::filesystem::path& path) {
-  std::string error;
-  auto text = platform::ReadFile(path, &error);
-  if (!text) {
-    DescriptionRead r;
-    r.error = error.empty() ? std::string("can not read the file") : error;
-    return r;
-  }
-  return ReadDescriptionText(*text, path.extension().string());
+  return platform::ReadAndParse<DescriptionRead>(
+      path, [&](const std::string& text) { return ReadDescriptionText(text, path.extension().string()); },
+      "can not read the file");
 }
 
 }  // namespace zyl::equilibrium

@@ -26,6 +26,35 @@ TEST(PictureAxes, TickSpacingFollowsTheSpanThresholds) {
   EXPECT_EQ(t.back(), 1200);
 }
 
+// Which gas an axis names follows the swap; temperature limits stay in K whatever the display unit.
+TEST(PictureAxes, DescriptionNamesTheAxisQuantity) {
+  PredomModel m;
+  m.gas1 = "S2(g)";
+  m.gas2 = "O2(g)";
+  m.xq = Quantity::Gas1;
+  m.yq = Quantity::Gas2;
+  m.xmin = -20, m.xmax = 0, m.ymin = -30, m.ymax = -5;
+  AxisDescription x = DescribeAxis(m, true), y = DescribeAxis(m, false);
+  EXPECT_EQ(x.name, "S2(g)");
+  EXPECT_EQ(y.name, "O2(g)");
+  EXPECT_EQ(x.unit, "log10(p/bar)");
+  EXPECT_EQ(x.title, AxisTitle(m, true));
+  EXPECT_EQ(y.min, -30);
+  EXPECT_EQ(y.max, -5);
+  m.swap_gases = true;
+  EXPECT_EQ(DescribeAxis(m, true).name, "O2(g)");
+  EXPECT_EQ(DescribeAxis(m, false).name, "S2(g)");
+
+  m.xq = Quantity::Temperature;
+  m.celsius = true;
+  m.xmin = 673.15, m.xmax = 1373.15;
+  x = DescribeAxis(m, true);
+  EXPECT_EQ(x.name, "Temperature");
+  EXPECT_EQ(x.unit, "K");
+  EXPECT_EQ(x.title, "Temperature (°C)");
+  EXPECT_DOUBLE_EQ(x.min, 673.15);
+}
+
 TEST(PicturePalette, ShippedFilesAndFormat) {
   std::string error;
   std::optional<Palette> col = LoadPalette(std::filesystem::path(ZYL_SOURCE_DATA_DIR) / PaletteFileFor(1 << 24), &error);

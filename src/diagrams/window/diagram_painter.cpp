@@ -1,12 +1,17 @@
 #include "diagrams/window/diagram_painter.h"
 
+#include <QBuffer>
+#include <QClipboard>
 #include <QFile>
 #include <QFileInfo>
 #include <QFontMetricsF>
 #include <QGuiApplication>
+#include <QMimeData>
 #include <QPageSize>
 #include <QPainter>
 #include <QPdfWriter>
+#include <QPrintDialog>
+#include <QPrinter>
 #include <QSvgGenerator>
 #include <algorithm>
 #include <cmath>
@@ -414,6 +419,37 @@ bool RenderToFile(const DiagramPicture& pic, const QString& path, QSize size, QS
     return finish(ok);
   }
   return fail(QStringLiteral("Unknown picture format: %1 (use .png, .svg or .pdf)").arg(path));
+}
+
+void PrintDiagram(const DiagramPicture& pic, QWidget* parent, QSize size) {
+  QPrinter printer(QPrinter::HighResolution);
+  printer.setPageOrientation(QPageLayout::Landscape);
+  QPrintDialog dialog(&printer, parent);
+  if (dialog.exec() != QDialog::Accepted) return;
+  QPainter p(&printer);
+  QRect page = printer.pageLayout().paintRectPixels(printer.resolution());
+  page.moveTo(0, 0);
+  const QSize fit = size.scaled(page.size(), Qt::KeepAspectRatio);
+  p.setViewport(QRect(QPoint((page.width() - fit.width()) / 2, (page.height() - fit.height()) / 2), fit));
+  p.setWindow(QRect(QPoint(0, 0), size));
+  PaintDiagram(p, QRectF(QPointF(0, 0), size), pic);
+}
+
+void CopyDiagram(const DiagramPicture& pic, QSize size) {
+  auto* mime = new QMimeData;
+  mime->setImageData(RenderImage(pic, size));
+  QBuffer svg;
+  svg.open(QIODevice::WriteOnly);
+  QSvgGenerator gen;
+  gen.setOutputDevice(&svg);
+  gen.setSize(size);
+  gen.setViewBox(QRectF(QPointF(0, 0), size));
+  {
+    QPainter p(&gen);
+    PaintDiagram(p, QRectF(QPointF(0, 0), size), pic);
+  }
+  mime->setData("image/svg+xml", svg.data());
+  QGuiApplication::clipboard()->setMimeData(mime);
 }
 
 }  // namespace zyl::diagrams

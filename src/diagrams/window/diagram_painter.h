@@ -11,6 +11,7 @@
 #include "diagrams/picture.h"
 
 class QPainter;
+class QWidget;
 
 namespace zyl::diagrams {
 
@@ -49,5 +50,11 @@ QImage RenderImage(const DiagramPicture& pic, QSize size);
 /// at 96 per inch for the vector formats). Returns false with a message in *error.
 bool RenderToFile(const DiagramPicture& pic, const QString& path, QSize size = QSize(1000, 800),
                   QString* error = nullptr);
+
+/// Asks for a printer (landscape page) and prints the diagram centred on the page, in the shape of size.
+void PrintDiagram(const DiagramPicture& pic, QWidget* parent, QSize size = QSize(1000, 800));
+
+/// Puts the diagram on the clipboard as an image and as SVG, both of the given size.
+void CopyDiagram(const DiagramPicture& pic, QSize size = QSize(1000, 800));
 
 }  // namespace zyl::diagrams

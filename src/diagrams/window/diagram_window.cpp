@@ -1,18 +1,10 @@
 #include "diagrams/window/diagram_window.h"
 
-#include <QApplication>
-#include <QBuffer>
-#include <QClipboard>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QKeySequence>
 #include <QMenuBar>
 #include <QMessageBox>
-#include <QMimeData>
-#include <QPainter>
-#include <QPrintDialog>
-#include <QPrinter>
-#include <QSvgGenerator>
 
 #include "diagrams/species_source.h"
 #include "diagrams/window/diagram_painter.h"
@@ -104,38 +96,11 @@ void DiagramWindow::SaveAs() {
 }
 
 void DiagramWindow::Copy() {
-  const DiagramPicture* pic = CurrentPicture();
-  if (!pic) return;
-  auto* mime = new QMimeData;
-  mime->setImageData(RenderImage(*pic, kPictureSize));
-  QBuffer svg;
-  svg.open(QIODevice::WriteOnly);
-  QSvgGenerator gen;
-  gen.setOutputDevice(&svg);
-  gen.setSize(kPictureSize);
-  gen.setViewBox(QRectF(QPointF(0, 0), kPictureSize));
-  {
-    QPainter p(&gen);
-    PaintDiagram(p, QRectF(QPointF(0, 0), kPictureSize), *pic);
-  }
-  mime->setData("image/svg+xml", svg.data());
-  QApplication::clipboard()->setMimeData(mime);
+  if (const DiagramPicture* pic = CurrentPicture()) CopyDiagram(*pic, kPictureSize);
 }
 
 void DiagramWindow::Print() {
-  const DiagramPicture* pic = CurrentPicture();
-  if (!pic) return;
-  QPrinter printer(QPrinter::HighResolution);
-  printer.setPageOrientation(QPageLayout::Landscape);
-  QPrintDialog dialog(&printer, this);
-  if (dialog.exec() != QDialog::Accepted) return;
-  QPainter p(&printer);
-  QRect page = printer.pageLayout().paintRectPixels(printer.resolution());
-  page.moveTo(0, 0);
-  QSize fit = kPictureSize.scaled(page.size(), Qt::KeepAspectRatio);
-  p.setViewport(QRect(QPoint((page.width() - fit.width()) / 2, (page.height() - fit.height()) / 2), fit));
-  p.setWindow(QRect(QPoint(0, 0), kPictureSize));
-  PaintDiagram(p, QRectF(QPointF(0, 0), kPictureSize), *pic);
+  if (const DiagramPicture* pic = CurrentPicture()) PrintDiagram(*pic, this, kPictureSize);
 }
 
 }  // namespace zyl::diagrams

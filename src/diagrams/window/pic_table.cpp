@@ -61,13 +61,9 @@ PicTable::~PicTable() {
 }
 
 void PicTable::Build() {
-  auto* top = new QVBoxLayout(this);
-  auto* menu = new QMenuBar(this);
-  top->setMenuBar(menu);
+  auto [top, menu] = platform::window::AddMenuBarLayout(this);
   auto* file = menu->addMenu("&File");
-  auto act = [this](QMenu* m, const char* name, const QString& text, auto fn) {
-    return platform::window::AddNamedAction(m, name, text, this, std::move(fn));
-  };
+  const platform::window::NamedActions act(this);
   act(file, "MOpen", "&Open DIA…", [this] {
     QString f = AppDialogs().OpenFile(this, "Open", QString(), kFileFilter);
     if (!f.isEmpty()) OpenFile(f);

@@ -1,8 +1,6 @@
 #include "diagrams/window/predom_window.h"
 
 #include <QApplication>
-#include <QBuffer>
-#include <QClipboard>
 #include <QColorDialog>
 #include <QComboBox>
 #include <QDialog>
@@ -21,14 +19,10 @@
 #include <QListWidget>
 #include <QMenuBar>
 #include <QMessageBox>
-#include <QMimeData>
 #include <QPainter>
-#include <QPrintDialog>
-#include <QPrinter>
 #include <QPushButton>
 #include <QScreen>
 #include <QSplitter>
-#include <QSvgGenerator>
 #include <QVBoxLayout>
 #include <cmath>
 
@@ -737,18 +731,7 @@ void Predom::Print(bool boxes) {
     Message("Please, calculate a diagram first.");
     return;
   }
-  QPrinter printer(QPrinter::HighResolution);
-  printer.setPageOrientation(QPageLayout::Landscape);
-  QPrintDialog dialog(&printer, this);
-  if (dialog.exec() != QDialog::Accepted) return;
-  QPainter p(&printer);
-  QRect page = printer.pageLayout().paintRectPixels(printer.resolution());
-  page.moveTo(0, 0);
-  // Keep the 5:4 shape of the picture, centred on the page.
-  QSize fit = QSize(1000, 800).scaled(page.size(), Qt::KeepAspectRatio);
-  p.setViewport(QRect(QPoint((page.width() - fit.width()) / 2, (page.height() - fit.height()) / 2), fit));
-  p.setWindow(0, 0, 1000, 800);
-  PaintDiagram(p, QRectF(0, 0, 1000, 800), *pic);
+  PrintDiagram(*pic, this);  // the 5:4 shape of the picture, centred on the page
 }
 
 void Predom::Copy(bool boxes) {
@@ -757,20 +740,7 @@ void Predom::Copy(bool boxes) {
     Message("Please, calculate a diagram first.");
     return;
   }
-  auto* mime = new QMimeData;
-  mime->setImageData(RenderImage(*pic, QSize(1000, 800)));
-  QBuffer svg;
-  svg.open(QIODevice::WriteOnly);
-  QSvgGenerator gen;
-  gen.setOutputDevice(&svg);
-  gen.setSize(QSize(1000, 800));
-  gen.setViewBox(QRectF(0, 0, 1000, 800));
-  {
-    QPainter p(&gen);
-    PaintDiagram(p, QRectF(0, 0, 1000, 800), *pic);
-  }
-  mime->setData("image/svg+xml", svg.data());
-  QGuiApplication::clipboard()->setMimeData(mime);
+  CopyDiagram(*pic);
 }
 
 void Predom::MLoadUPal_Click() {

@@ -72,13 +72,9 @@ Conversions::Conversions(QWidget* parent) : QWidget(parent), book_(std::make_uni
 Conversions::~Conversions() { delete grid_; }  // the grid listens to the workbook: it goes first
 
 void Conversions::Build() {
-  auto* top = new QVBoxLayout(this);
-  auto* menu = new QMenuBar(this);
-  top->setMenuBar(menu);
+  auto [top, menu] = platform::window::AddMenuBarLayout(this);
   auto* file = menu->addMenu("&File");
-  auto act = [this](QMenu* m, const char* name, const QString& text, auto fn) {
-    return platform::window::AddNamedAction(m, name, text, this, std::move(fn));
-  };
+  const platform::window::NamedActions act(this);
   act(file, "MSaveX", "Save X&LS…", [this] {
     QString f = AppDialogs().SaveFile(this, "Save XLS", "Conversion.xlsx", "XLS Files (*.xlsx)");
     if (!f.isEmpty()) SaveXlsx(f);

@@ -208,17 +208,14 @@ bool Miner::OpenFile(const QString& path) {
     error = miner_->Load(path.toStdString(), true);
   }
   grid_->Refresh();
-  if (!error.empty()) {
-    msgs_->Error(error);
-    return false;
-  }
-  file_ = QFileInfo(path).completeBaseName();
-  UpdateTitle();
-  return true;
+  return Finished(error, path);
 }
 
 bool Miner::SaveFile(const QString& path) {
-  std::string error = miner_->Save(path.toStdString());
+  return Finished(miner_->Save(path.toStdString()), path);
+}
+
+bool Miner::Finished(const std::string& error, const QString& path) {
   if (!error.empty()) {
     msgs_->Error(error);
     return false;

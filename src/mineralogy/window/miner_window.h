@@ -49,6 +49,8 @@ class Miner : public QMainWindow {
  private:
   void BuildMenus();
   void UpdateTitle();
+  /// Ends an open or save of path: shows the error, or takes the file's name into the title.
+  bool Finished(const std::string& error, const QString& path);
   void Rebuild();
   void Report(const std::string& text);
 

@@ -22,6 +22,18 @@ QString TickText(double v, double step) {
 }
 }  // namespace
 
+void DrawPlotTitle(QPainter& p, const QRect& area, const QString& title) {
+  if (title.isEmpty()) return;
+  const QFontMetrics fm(p.font());
+  QFont bold = p.font();
+  bold.setBold(true);
+  p.save();
+  p.setFont(bold);
+  p.setPen(Qt::black);
+  p.drawText(QRect(area.left(), area.top() + 2, area.width(), fm.height() + 4), Qt::AlignCenter, title);
+  p.restore();
+}
+
 QVector<double> NiceTicks(double lo, double hi, int target) {
   QVector<double> ticks;
   if (!std::isfinite(lo) || !std::isfinite(hi)) return ticks;
@@ -101,15 +113,7 @@ void XYPlot::Paint(QPainter& p, const QRect& area) const {
   p.fillRect(area, Qt::white);
   p.setRenderHint(QPainter::Antialiasing);
   const QFontMetrics fm(p.font());
-  if (!title_.isEmpty()) {
-    QFont bold = p.font();
-    bold.setBold(true);
-    p.save();
-    p.setFont(bold);
-    p.setPen(Qt::black);
-    p.drawText(QRect(area.left(), area.top() + 2, area.width(), fm.height() + 4), Qt::AlignCenter, title_);
-    p.restore();
-  }
+  DrawPlotTitle(p, area, title_);
   const QRectF r = PlotRect(area, fm);
   double x0, x1, y0, y1;
   if (!Bounds(&x0, &x1, &y0, &y1)) {

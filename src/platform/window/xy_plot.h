@@ -7,10 +7,16 @@
 #include <QVector>
 #include <QWidget>
 
+class QPainter;
+class QRect;
+
 namespace zyl::platform::window {
 
 /// "Nice" tick values covering [lo, hi] with about `target` intervals (steps of 1, 2, 2.5 or 5 times 10^n).
 QVector<double> NiceTicks(double lo, double hi, int target = 6);
+
+/// Draws a plot's title in bold, centred in a line at the top of area; nothing when it is empty.
+void DrawPlotTitle(QPainter& p, const QRect& area, const QString& title);
 
 class XYPlot : public QWidget {
   Q_OBJECT

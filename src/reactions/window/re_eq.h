@@ -2,19 +2,19 @@
 // The reaction form: an equation, a temperature range and options; the calculate button opens
 // a results window with the table.
 
+// The controls are public (tests and the main menu drive them), so their classes come complete.
+#include <QCheckBox>
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
 #include <QList>
+#include <QListWidget>
 #include <QPointer>
+#include <QPushButton>
 #include <QStringList>
 #include <QWidget>
 
 #include "reactions/reaction.h"
-
-class QCheckBox;
-class QComboBox;
-class QLabel;
-class QLineEdit;
-class QListWidget;
-class QPushButton;
 
 namespace zyl::reactions::window {
 

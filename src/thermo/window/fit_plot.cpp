@@ -42,14 +42,7 @@ void FitPlot::paintEvent(QPaintEvent*) {
   p.fillRect(rect(), Qt::white);
   p.setRenderHint(QPainter::Antialiasing);
   const QFontMetrics fm(p.font());
-  if (!title_.isEmpty()) {
-    QFont bold = p.font();
-    bold.setBold(true);
-    p.save();
-    p.setFont(bold);
-    p.drawText(QRect(0, 2, width(), fm.height() + 4), Qt::AlignCenter, title_);
-    p.restore();
-  }
+  platform::window::DrawPlotTitle(p, rect(), title_);
   const QRectF r(fm.horizontalAdvance(QStringLiteral("-0000.000")) + fm.height() + 10, fm.height() + 12,
                  width() - fm.horizontalAdvance(QStringLiteral("-0000.000")) - fm.height() - 36,
                  height() - 3 * fm.height() - 22);
