@@ -295,12 +295,35 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
     }
   };
   std::vector<double> xbuf;
-  // Even start of every mixture phase (or of the present ones only).
+  // Solution phases start absent beside a gas or aqueous phase and come in by their stability
+  // test once the rest has converged (an emptying solution phase makes the Newton system
+  // degenerate); one that alone holds some element starts present.
+  std::vector<bool> first(nph, false);
+  {
+    bool carrier = false;
+    for (size_t p = 0; p < nph; ++p) carrier = carrier || (!members[p].empty() && phases[p].kind != MixtureKind::Solution);
+    for (size_t p = 0; p < nph; ++p)
+      first[p] = !members[p].empty() && (!carrier || phases[p].kind != MixtureKind::Solution);
+    for (size_t k = 0; k < ne; ++k) {
+      if (b[k] <= 0.0) continue;
+      auto holds = [&](size_t p) {
+        return std::any_of(members[p].begin(), members[p].end(), [&](size_t j) { return a[j * ne + k] != 0.0; });
+      };
+      bool covered = false;
+      for (size_t p = 0; p < nph && !covered; ++p) covered = first[p] && holds(p);
+      for (size_t p = 0; p < nph && !covered; ++p)
+        if (holds(p)) covered = first[p] = true;
+    }
+  }
+  // Even start of the phases present first (or of the live ones only).
   auto StartAfresh = [&](bool present_only) {
     size_t count = 0;
-    for (size_t p = 0; p < nph; ++p) count += !members[p].empty() && (live[p] || !present_only);
+    for (size_t p = 0; p < nph; ++p) count += present_only ? live[p] : first[p];
     for (size_t p = 0; p < nph; ++p) {
-      if (members[p].empty() || (present_only && !live[p])) continue;
+      if (!(present_only ? live[p] : first[p])) {
+        live[p] = false;
+        continue;
+      }
       const double amount = 0.1 * btot / static_cast<double>(count);
       if (phases[p].kind == MixtureKind::Aqueous && members[p].size() > 1) {
         // Mostly solvent, as an aqueous phase is.
@@ -467,6 +490,7 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
         const auto& mem = members[p];
         const size_t sp = mem.size();
         const double* atT = pack_at[p].data();
+        const double fall = phases[p].kind == MixtureKind::Gas ? kDecreaseRatio : 1.0;
         for (size_t c = 0; c < sp; ++c) wk[c] = dlp;
         for (size_t k = 0; k < ne; ++k) {
           const double pk = pi[k];
@@ -479,7 +503,7 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
           dln[j] = s;
           const double lx = lnn[j] - lnp_p;
           if (lx > kTraceLn) {
-            l1 = std::max(l1, s > 0.0 ? s : -s / kDecreaseRatio);
+            l1 = std::max(l1, s > 0.0 ? s : -s / fall);
           } else if (s - dlp > 0.0) {
             l2 = std::min(l2, std::fabs((-lx - kTraceTargetLn) / (s - dlp)));
           }
