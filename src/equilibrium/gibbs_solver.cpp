@@ -22,6 +22,9 @@ constexpr double kPhaseGone = 1e-12;      // a shrinking mixture phase below thi
 constexpr double kPhaseSeed = 1e-6;       // share of the elements a returning mixture phase starts with
 constexpr double kStableLn = 1e-9;        // ln Σ x a mixture phase must exceed to come back
 constexpr int kMaxReturns = 3;            // after this many returns a phase stays in and shrinks by Newton
+constexpr double kMinStep = 1e-6;         // smallest Newton step-size factor
+constexpr double kMaxPhaseStepLn = 2.0;   // largest change of ln(phase amount) that one step may make
+constexpr int kMaxFreshStarts = 3;        // restarts from an even estimate after a returning phase upset Newton
 constexpr double kPivotMin = 1e-14;
 constexpr double kRankTolerance = 1e-9;   // a balance row this close to a combination of others is dependent
 
@@ -391,6 +394,7 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
   std::vector<int> col(nph, -1);  // column of each live phase
   int changes = 0;
   int polish = 0;
+  int fresh_starts = 0;
   bool mixtures_absent = false;
   size_t last_added = ns;
   size_t last_phase = nph;  // mixture phase brought back last
@@ -512,7 +516,7 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
       double lambda = 1.0;
       if (l1 > 2.0) lambda = 2.0 / l1;
       lambda = std::min(lambda, l2);
-      lambda = std::max(lambda, 1e-6);
+      lambda = std::max(lambda, kMinStep);
       const double scale = std::max(total, 1e-300);
       bool small = true;
       const double tol = kConvergence * scale;
@@ -520,11 +524,15 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
         const double dlp = B[col[p]];
         if (std::fabs(dlp) * np[p] > tol) small = false;
         const double lnp_old = lnnp[p];
-        const double lnp_new = lnp_old + lambda * dlp;
+        // At the smallest step factor a degenerate system (a phase seeded at a trace amount) may
+        // still ask a phase to change by orders of magnitude: it changes by e^±2 at most, and
+        // its species with it.
+        const double step = std::clamp(lambda * dlp, -kMaxPhaseStepLn, kMaxPhaseStepLn);
+        const double lnp_new = lnp_old + step;
         for (size_t j : members[p]) {
           const double v = lnn[j];
           if (v - lnp_old > kTraceLn && n[j] * std::fabs(dln[j]) > tol) small = false;
-          const double u = v + lambda * dln[j];
+          const double u = v + lambda * (dln[j] - dlp) + step;
           lnn[j] = u;
           n[j] = u - lnp_new > kDropLn ? std::exp(u) : 0.0;
         }
@@ -621,6 +629,14 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
             break;
           }
         }
+      }
+      // A phase that has just come back and upset the Newton system: start every present
+      // phase afresh at an even composition instead, the returned one among them.
+      if (last_phase != nph && live[last_phase] && fresh_starts < kMaxFreshStarts && ++changes <= kMaxPhaseChanges) {
+        ++fresh_starts;
+        last_phase = nph;
+        StartAfresh(true);
+        continue;
       }
       // More condensed phases than the phase rule allows: drop the smallest one other than the
       // one added last and go on.
