@@ -22,9 +22,7 @@ constexpr double kPhaseGone = 1e-12;      // a shrinking mixture phase below thi
 constexpr double kPhaseSeed = 1e-6;       // share of the elements a returning mixture phase starts with
 constexpr double kStableLn = 1e-9;        // ln Σ x a mixture phase must exceed to come back
 constexpr int kMaxReturns = 3;            // after this many returns a phase stays in and shrinks by Newton
-constexpr double kMinStep = 1e-6;         // smallest Newton step-size factor
 constexpr double kMaxPhaseStepLn = 2.0;   // largest change of ln(phase amount) that one step may make
-constexpr int kMaxFreshStarts = 3;        // restarts from an even estimate after a returning phase upset Newton
 constexpr double kPivotMin = 1e-14;
 constexpr double kRankTolerance = 1e-9;   // a balance row this close to a combination of others is dependent
 
@@ -394,7 +392,6 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
   std::vector<int> col(nph, -1);  // column of each live phase
   int changes = 0;
   int polish = 0;
-  int fresh_starts = 0;
   bool mixtures_absent = false;
   size_t last_added = ns;
   size_t last_phase = nph;  // mixture phase brought back last
@@ -516,7 +513,7 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
       double lambda = 1.0;
       if (l1 > 2.0) lambda = 2.0 / l1;
       lambda = std::min(lambda, l2);
-      lambda = std::max(lambda, kMinStep);
+      lambda = std::max(lambda, 1e-6);
       const double scale = std::max(total, 1e-300);
       bool small = true;
       const double tol = kConvergence * scale;
@@ -629,14 +626,6 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
             break;
           }
         }
-      }
-      // A phase that has just come back and upset the Newton system: start every present
-      // phase afresh at an even composition instead, the returned one among them.
-      if (last_phase != nph && live[last_phase] && fresh_starts < kMaxFreshStarts && ++changes <= kMaxPhaseChanges) {
-        ++fresh_starts;
-        last_phase = nph;
-        StartAfresh(true);
-        continue;
       }
       // More condensed phases than the phase rule allows: drop the smallest one other than the
       // one added last and go on.
