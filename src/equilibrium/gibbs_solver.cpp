@@ -263,6 +263,9 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
       }
   }
   std::vector<double> nb(widest), nm(widest), wk(widest);
+  std::vector<bool> plain(nph, true);  // phase without solutes: at = a
+  for (size_t j : mix)
+    if (solvent[j] >= 0) plain[pr.species[j].phase] = false;
   auto Dot = [&](const std::vector<double>& m, size_t j, const std::vector<double>& v) {
     double s = 0.0;
     for (size_t k = 0; k < ne; ++k) s += m[j * ne + k] * v[k];
@@ -454,18 +457,26 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
           rhs += nm[c] - n[j];
         }
         const double sump = SumOf(nb.data(), sp);
+        // Without solutes the element block is symmetric and the phase row equals the phase column.
+        const bool sym = plain[p];
+        double* prow = &M[cp * m];
         for (size_t k = 0; k < ne; ++k) {
           const double* ak = aT + k * sp;
           for (size_t c = 0; c < sp; ++c) wk[c] = ak[c] * nb[c];
           double* row = &M[k * m];
-          for (size_t i = 0; i < ne; ++i) row[i] += DotOf(wk.data(), atT + i * sp, sp);
+          for (size_t i = sym ? k : 0; i < ne; ++i) {
+            const double v = DotOf(wk.data(), atT + i * sp, sp);
+            row[i] += v;
+            if (sym && i != k) M[i * m + k] += v;
+          }
           const double w = SumOf(wk.data(), sp);
           row[cp] += w;
           bk[k] += w;
+          if (sym) prow[k] += w;
           B[k] += DotOf(ak, nm.data(), sp);
         }
-        double* prow = &M[cp * m];
-        for (size_t i = 0; i < ne; ++i) prow[i] += DotOf(nb.data(), atT + i * sp, sp);
+        if (!sym)
+          for (size_t i = 0; i < ne; ++i) prow[i] += DotOf(nb.data(), atT + i * sp, sp);
         M[cp * m + cp] = sump - np[p];
         B[cp] = rhs;
       }
