@@ -23,6 +23,7 @@ constexpr double kPhaseSeed = 1e-6;       // share of the elements a returning m
 constexpr double kStableLn = 1e-9;        // ln Σ x a mixture phase must exceed to come back
 constexpr int kMaxReturns = 3;            // after this many returns a phase stays in and shrinks by Newton
 constexpr double kMaxPhaseStepLn = 2.0;   // largest change of ln(phase amount) that one step may make
+constexpr double kAcceptResidual = 1e-8;  // largest relative element residual of an answer
 constexpr double kPivotMin = 1e-14;
 constexpr double kRankTolerance = 1e-9;   // a balance row this close to a combination of others is dependent
 
@@ -709,6 +710,25 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
       StartAfresh(false);
       continue;
     }
+    // A mixture phase that converged to almost nothing beside a condensed phase of negative amount:
+    // one phase too many. The vanishing mixture leaves first; its stability is tested again later.
+    {
+      Gather();
+      bool negative = false;
+      for (size_t j : act) negative = negative || n[j] < 0.0;
+      size_t tiny = nph;
+      for (size_t p : lp)
+        if (np[p] < kPhaseGone * btot && (tiny == nph || np[p] < np[tiny])) tiny = p;
+      if (negative && tiny != nph && lp.size() > 1) {
+        if (++changes > kMaxPhaseChanges) {
+          res.message = "The phases kept changing; no equilibrium found.";
+          return res;
+        }
+        live[tiny] = false;
+        for (size_t j : members[tiny]) n[j] = 0.0;
+        continue;
+      }
+    }
     // Phase changes: drop a condensed phase with negative amount, else add the absent phase
     // (condensed or mixture) with the most negative driving force.
     size_t drop = ns, add = ns, add_phase = nph;
@@ -808,6 +828,12 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
     res.max_residual = std::max(res.max_residual, std::fabs(s - pr.element_mol[i]) / btot);
   }
   res.iterations = it;
+  // Potentials spoilt on the way (a non-finite step taken for converged) give amounts that break
+  // the balances: no answer, rather than a wrong one.
+  if (!(res.max_residual < kAcceptResidual)) {
+    res.message = "The calculation did not converge.";
+    return res;
+  }
   res.ok = true;
   return res;
 }
