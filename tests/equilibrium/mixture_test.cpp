@@ -176,7 +176,7 @@ TEST_F(Aqueous, SaltDissolvesNeutralAndSaturates) {
 // two salts that dissolve or saturate): every case solves with element and charge residuals below
 // 1e-10. ZYL_FUZZ_CASES raises the case count.
 TEST_F(Aqueous, RandomSaltAndGasSystemsSolve) {
-  int cases = 300;
+  int cases = 3000;
   if (const char* env = std::getenv("ZYL_FUZZ_CASES")) cases = std::max(1, std::atoi(env));
   std::mt19937 rng(1);
   std::uniform_real_distribution<double> u(0.0, 1.0);
@@ -217,7 +217,7 @@ TEST_F(Aqueous, RandomSaltAndGasSystemsSolve) {
 class SolutionSweep : public testing::ShippedDbTest {};
 
 TEST_F(SolutionSweep, CondensedSolutionsWithGasNeverFailAndObeyRaoult) {
-  int cases = 600;
+  int cases = 2000;
   if (const char* env = std::getenv("ZYL_FUZZ_CASES")) cases = std::max(1, std::atoi(env));
   auto d = NewDescription({"C", "H", "O", "N"}, true, false, false, *dbs_);
   d.phases.push_back({"WATER", PhaseType::Solution, {{"H2O", 0}, {"CH3OH", 0}, {"C2H5OH", 0}}});
