@@ -42,6 +42,7 @@ void SolveRepeatedly(benchmark::State& state, const std::map<std::string, double
     if (!r.ok) state.SkipWithError(r.message.c_str());
     benchmark::DoNotOptimize(r);
   }
+  state.counters["iterations"] = equilibrium::SolveAt(sys, T).iterations;
   state.counters["species"] = static_cast<double>(sys.problem.species.size());
 }
 

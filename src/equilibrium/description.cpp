@@ -258,6 +258,8 @@ namespace {
 
 constexpr double kEasyT = 3000.0;  // K, where the minimiser always starts well
 constexpr int kContinuationSteps = 24;
+constexpr double kFreshSolventShare = 50.0;  // solvent amount per solute in a fresh aqueous estimate
+constexpr double kFreshCondensedMol = 1e-3;  // amount of each condensed phase in the last fresh estimate
 
 void SetGibbsEnergies(PreparedSystem& sys, double T) {
   const double rt = kGasConstantJ * T;  // J/mol
@@ -271,7 +273,22 @@ GibbsResult SolveAt(PreparedSystem& sys, double T) {
   sys.problem.start.clear();
   SetGibbsEnergies(sys, T);
   auto first = SolveGibbs(sys.problem);
-  if (first.ok || T >= kEasyT) return first;
+  if (first.ok) return first;
+  // Fresh estimates: every mixture phase present from the start with an even composition; then
+  // with aqueous phases mostly solvent; then with every condensed phase present as well.
+  for (int pass = 0; pass < 3; ++pass) {
+    auto& start = sys.problem.start;
+    start.assign(sys.problem.species.size(), 0.0);
+    for (size_t j = 0; j < start.size(); ++j)
+      start[j] = !sys.problem.species[j].condensed ? 1.0 : pass == 2 ? kFreshCondensedMol : 0.0;
+    if (pass > 0)
+      for (const auto& ph : sys.problem.phases)
+        if (ph.kind == MixtureKind::Aqueous && ph.solvent >= 0) start[ph.solvent] = kFreshSolventShare;
+    auto fresh = SolveGibbs(sys.problem);
+    start.clear();
+    if (fresh.ok) return fresh;
+  }
+  if (T >= kEasyT) return first;
   // Continuation in temperature: solve where it is easy and walk down to T, each solution the
   // start of the next.
   GibbsResult r;

@@ -12,6 +12,7 @@ constexpr int kMaxPhaseChanges = 50;
 constexpr int kMaxInner = 2000;  // Newton steps for one set of phases
 constexpr double kTraceLn = -18.420680743952367;  // ln(1e-8): size limit for the control factor
 constexpr double kConvergence = 1e-10;  // relative size of the last Newton correction
+constexpr double kDecreaseRatio = 10.0;  // a falling species may drop this many times as far as a rising one
 constexpr double kTraceTargetLn = 9.2103403719761836;  // -ln(1e-4): how far a trace species may rise in one step
 constexpr double kDropLn = -80.6;  // ln(1e-35): species below this fraction of their phase leave the Newton sums
 constexpr double kPolishResidual = 1e-13;  // relative element residual the trace recomputation must keep
@@ -21,6 +22,8 @@ constexpr double kPhaseGone = 1e-12;      // a shrinking mixture phase below thi
 constexpr double kPhaseSeed = 1e-6;       // share of the elements a returning mixture phase starts with
 constexpr double kStableLn = 1e-9;        // ln Σ x a mixture phase must exceed to come back
 constexpr int kMaxReturns = 3;            // after this many returns a phase stays in and shrinks by Newton
+constexpr double kMaxPhaseStepLn = 2.0;   // largest change of ln(phase amount) that one step may make
+constexpr double kAcceptResidual = 1e-8;  // largest relative element residual of an answer
 constexpr double kPivotMin = 1e-14;
 constexpr double kRankTolerance = 1e-9;   // a balance row this close to a combination of others is dependent
 
@@ -61,6 +64,33 @@ bool SolveLinear(double* a, double* b, size_t n) {
     b[c] = s / a[c * n + c];
   }
   return true;
+}
+
+// Σ x·y and Σ x with four partial sums, so that the loops pipeline and vectorise.
+double DotOf(const double* x, const double* y, size_t n) {
+  double s0 = 0.0, s1 = 0.0, s2 = 0.0, s3 = 0.0;
+  size_t c = 0;
+  for (; c + 4 <= n; c += 4) {
+    s0 += x[c] * y[c];
+    s1 += x[c + 1] * y[c + 1];
+    s2 += x[c + 2] * y[c + 2];
+    s3 += x[c + 3] * y[c + 3];
+  }
+  for (; c < n; ++c) s0 += x[c] * y[c];
+  return (s0 + s1) + (s2 + s3);
+}
+
+double SumOf(const double* x, size_t n) {
+  double s0 = 0.0, s1 = 0.0, s2 = 0.0, s3 = 0.0;
+  size_t c = 0;
+  for (; c + 4 <= n; c += 4) {
+    s0 += x[c];
+    s1 += x[c + 1];
+    s2 += x[c + 2];
+    s3 += x[c + 3];
+  }
+  for (; c < n; ++c) s0 += x[c];
+  return (s0 + s1) + (s2 + s3);
 }
 
 bool SolveLinear(std::vector<double>& a, std::vector<double>& b) { return SolveLinear(a.data(), b.data(), b.size()); }
@@ -217,6 +247,26 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
     for (size_t k = 0; k < ne; ++k)
       at[j * ne + k] = a[j * ne + k] + (solvent[j] >= 0 ? a[solvent[j] * ne + k] : 0.0);
   }
+  // G°/RT plus the fixed part of μ/RT; each phase's compositions packed element-major.
+  std::vector<double> g0(ns);
+  for (size_t j = 0; j < ns; ++j) g0[j] = pr.species[j].g_rt + off[j];
+  std::vector<std::vector<double>> pack_a(nph), pack_at(nph);
+  size_t widest = 0;
+  for (size_t p = 0; p < nph; ++p) {
+    const size_t sp = members[p].size();
+    widest = std::max(widest, sp);
+    pack_a[p].resize(ne * sp);
+    pack_at[p].resize(ne * sp);
+    for (size_t c = 0; c < sp; ++c)
+      for (size_t k = 0; k < ne; ++k) {
+        pack_a[p][k * sp + c] = a[members[p][c] * ne + k];
+        pack_at[p][k * sp + c] = at[members[p][c] * ne + k];
+      }
+  }
+  std::vector<double> nb(widest), nm(widest), wk(widest);
+  std::vector<bool> plain(nph, true);  // phase without solutes: at = a
+  for (size_t j : mix)
+    if (solvent[j] >= 0) plain[pr.species[j].phase] = false;
   auto Dot = [&](const std::vector<double>& m, size_t j, const std::vector<double>& v) {
     double s = 0.0;
     for (size_t k = 0; k < ne; ++k) s += m[j * ne + k] * v[k];
@@ -250,12 +300,35 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
     }
   };
   std::vector<double> xbuf;
-  // Even start of every mixture phase (or of the present ones only).
+  // Solution phases start absent beside a gas or aqueous phase and come in by their stability
+  // test once the rest has converged (an emptying solution phase makes the Newton system
+  // degenerate); one that alone holds some element starts present.
+  std::vector<bool> first(nph, false);
+  {
+    bool carrier = false;
+    for (size_t p = 0; p < nph; ++p) carrier = carrier || (!members[p].empty() && phases[p].kind != MixtureKind::Solution);
+    for (size_t p = 0; p < nph; ++p)
+      first[p] = !members[p].empty() && (!carrier || phases[p].kind != MixtureKind::Solution);
+    for (size_t k = 0; k < ne; ++k) {
+      if (b[k] <= 0.0) continue;
+      auto holds = [&](size_t p) {
+        return std::any_of(members[p].begin(), members[p].end(), [&](size_t j) { return a[j * ne + k] != 0.0; });
+      };
+      bool covered = false;
+      for (size_t p = 0; p < nph && !covered; ++p) covered = first[p] && holds(p);
+      for (size_t p = 0; p < nph && !covered; ++p)
+        if (holds(p)) covered = first[p] = true;
+    }
+  }
+  // Even start of the phases present first (or of the live ones only).
   auto StartAfresh = [&](bool present_only) {
     size_t count = 0;
-    for (size_t p = 0; p < nph; ++p) count += !members[p].empty() && (live[p] || !present_only);
+    for (size_t p = 0; p < nph; ++p) count += present_only ? live[p] : first[p];
     for (size_t p = 0; p < nph; ++p) {
-      if (members[p].empty() || (present_only && !live[p])) continue;
+      if (!(present_only ? live[p] : first[p])) {
+        live[p] = false;
+        continue;
+      }
       const double amount = 0.1 * btot / static_cast<double>(count);
       if (phases[p].kind == MixtureKind::Aqueous && members[p].size() > 1) {
         // Mostly solvent, as an aqueous phase is.
@@ -351,44 +424,60 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
       // μ/RT of every species in a live phase; a solute's Newton μ adds its solvent's.
       double total = 0.0;
       for (size_t p : lp) {
+        const double lnp_p = lnnp[p];
+        double sum = 0.0;
         for (size_t j : members[p]) {
           if (solvent[j] >= 0) continue;
-          mu[j] = pr.species[j].g_rt + off[j] + lnn[j] - lnnp[p];
-          total += n[j];
+          mu[j] = g0[j] + lnn[j] - lnp_p;
+          sum += n[j];
         }
         for (size_t j : members[p]) {
           if (solvent[j] < 0) continue;
           const size_t w = solvent[j];
-          mu[j] = pr.species[j].g_rt + off[j] + lnn[j] - lnn[w] + mu[w];
-          total += n[j];
+          mu[j] = g0[j] + lnn[j] - lnn[w] + mu[w];
+          sum += n[j];
         }
+        total += sum;
       }
       for (size_t j : act) total += std::fabs(n[j]);
       std::fill(bk.begin(), bk.end(), 0.0);
       for (size_t j : act)
         for (size_t k = 0; k < ne; ++k) bk[k] += a[j * ne + k] * n[j];
+      // Phase sums over the packed, element-major compositions (species with n = 0 add nothing).
       for (size_t p : lp) {
         const size_t cp = col[p];
-        double sump = 0.0, rhs = np[p];
-        for (size_t j : members[p]) {
-          if (n[j] == 0.0) continue;
-          const double nj = n[j];
-          const double* aj = &a[j * ne];
-          const double* atj = &at[j * ne];
-          sump += nj;
-          rhs += nj * (mu[j] - 1.0);
-          for (size_t k = 0; k < ne; ++k) {
-            if (aj[k] == 0.0) continue;
-            const double w = aj[k] * nj;
-            double* row = &M[k * m];
-            for (size_t i = 0; i < ne; ++i) row[i] += w * atj[i];
-            row[cp] += w;
-            bk[k] += w;
-            B[k] += w * mu[j];
-          }
-          double* prow = &M[cp * m];
-          for (size_t i = 0; i < ne; ++i) prow[i] += nj * atj[i];
+        const auto& mem = members[p];
+        const size_t sp = mem.size();
+        const double* aT = pack_a[p].data();
+        const double* atT = pack_at[p].data();
+        double rhs = np[p];
+        for (size_t c = 0; c < sp; ++c) {
+          const size_t j = mem[c];
+          nb[c] = n[j];
+          nm[c] = n[j] * mu[j];
+          rhs += nm[c] - n[j];
         }
+        const double sump = SumOf(nb.data(), sp);
+        // Without solutes the element block is symmetric and the phase row equals the phase column.
+        const bool sym = plain[p];
+        double* prow = &M[cp * m];
+        for (size_t k = 0; k < ne; ++k) {
+          const double* ak = aT + k * sp;
+          for (size_t c = 0; c < sp; ++c) wk[c] = ak[c] * nb[c];
+          double* row = &M[k * m];
+          for (size_t i = sym ? k : 0; i < ne; ++i) {
+            const double v = DotOf(wk.data(), atT + i * sp, sp);
+            row[i] += v;
+            if (sym && i != k) M[i * m + k] += v;
+          }
+          const double w = SumOf(wk.data(), sp);
+          row[cp] += w;
+          bk[k] += w;
+          if (sym) prow[k] += w;
+          B[k] += DotOf(ak, nm.data(), sp);
+        }
+        if (!sym)
+          for (size_t i = 0; i < ne; ++i) prow[i] += DotOf(nb.data(), atT + i * sp, sp);
         M[cp * m + cp] = sump - np[p];
         B[cp] = rhs;
       }
@@ -410,12 +499,24 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
       for (size_t p : lp) l1 = std::max(l1, 5.0 * std::fabs(B[col[p]]));
       for (size_t p : lp) {
         const double dlp = B[col[p]];
-        for (size_t j : members[p]) {
-          const double s = -mu[j] + Dot(at, j, pi) + dlp;
+        const double lnp_p = lnnp[p];
+        const auto& mem = members[p];
+        const size_t sp = mem.size();
+        const double* atT = pack_at[p].data();
+        const double fall = phases[p].kind == MixtureKind::Gas ? kDecreaseRatio : 1.0;
+        for (size_t c = 0; c < sp; ++c) wk[c] = dlp;
+        for (size_t k = 0; k < ne; ++k) {
+          const double pk = pi[k];
+          const double* ak = atT + k * sp;
+          for (size_t c = 0; c < sp; ++c) wk[c] += ak[c] * pk;
+        }
+        for (size_t c = 0; c < sp; ++c) {
+          const size_t j = mem[c];
+          const double s = wk[c] - mu[j];
           dln[j] = s;
-          const double lx = lnn[j] - lnnp[p];
+          const double lx = lnn[j] - lnp_p;
           if (lx > kTraceLn) {
-            l1 = std::max(l1, std::fabs(s));
+            l1 = std::max(l1, s > 0.0 ? s : -s / fall);
           } else if (s - dlp > 0.0) {
             l2 = std::min(l2, std::fabs((-lx - kTraceTargetLn) / (s - dlp)));
           }
@@ -427,16 +528,25 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
       lambda = std::max(lambda, 1e-6);
       const double scale = std::max(total, 1e-300);
       bool small = true;
+      const double tol = kConvergence * scale;
       for (size_t p : lp) {
         const double dlp = B[col[p]];
-        if (std::fabs(dlp) * np[p] / scale > kConvergence) small = false;
+        if (std::fabs(dlp) * np[p] > tol) small = false;
+        const double lnp_old = lnnp[p];
+        // At the smallest step factor a degenerate system (a phase seeded at a trace amount) may
+        // still ask a phase to change by orders of magnitude: it changes by e^±2 at most, and
+        // its species with it.
+        const double step = std::clamp(lambda * dlp, -kMaxPhaseStepLn, kMaxPhaseStepLn);
+        const double lnp_new = lnp_old + step;
         for (size_t j : members[p]) {
-          if (lnn[j] - lnnp[p] > kTraceLn && n[j] * std::fabs(dln[j]) / scale > kConvergence) small = false;
-          lnn[j] += lambda * dln[j];
+          const double v = lnn[j];
+          if (v - lnp_old > kTraceLn && n[j] * std::fabs(dln[j]) > tol) small = false;
+          const double u = v + lambda * (dln[j] - dlp) + step;
+          lnn[j] = u;
+          n[j] = u - lnp_new > kDropLn ? std::exp(u) : 0.0;
         }
-        lnnp[p] += lambda * dlp;
-        np[p] = std::exp(lnnp[p]);
-        for (size_t j : members[p]) n[j] = lnn[j] - lnnp[p] > kDropLn ? std::exp(lnn[j]) : 0.0;
+        lnnp[p] = lnp_new;
+        np[p] = std::exp(lnp_new);
       }
       for (size_t c = 0; c < act.size(); ++c) {
         const double d = B[ne + lp.size() + c];
@@ -600,6 +710,25 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
       StartAfresh(false);
       continue;
     }
+    // A mixture phase that converged to almost nothing beside a condensed phase of negative amount:
+    // one phase too many. The vanishing mixture leaves first; its stability is tested again later.
+    {
+      Gather();
+      bool negative = false;
+      for (size_t j : act) negative = negative || n[j] < 0.0;
+      size_t tiny = nph;
+      for (size_t p : lp)
+        if (np[p] < kPhaseGone * btot && (tiny == nph || np[p] < np[tiny])) tiny = p;
+      if (negative && tiny != nph && lp.size() > 1) {
+        if (++changes > kMaxPhaseChanges) {
+          res.message = "The phases kept changing; no equilibrium found.";
+          return res;
+        }
+        live[tiny] = false;
+        for (size_t j : members[tiny]) n[j] = 0.0;
+        continue;
+      }
+    }
     // Phase changes: drop a condensed phase with negative amount, else add the absent phase
     // (condensed or mixture) with the most negative driving force.
     size_t drop = ns, add = ns, add_phase = nph;
@@ -699,6 +828,12 @@ GibbsResult SolveGibbs(const GibbsProblem& pr) {
     res.max_residual = std::max(res.max_residual, std::fabs(s - pr.element_mol[i]) / btot);
   }
   res.iterations = it;
+  // Potentials spoilt on the way (a non-finite step taken for converged) give amounts that break
+  // the balances: no answer, rather than a wrong one.
+  if (!(res.max_residual < kAcceptResidual)) {
+    res.message = "The calculation did not converge.";
+    return res;
+  }
   res.ok = true;
   return res;
 }
