@@ -4,6 +4,7 @@
 #include <cmath>
 #include <vector>
 
+#include "thermo/constants.h"
 #include "water/dielectric.h"
 #include "water/iapws95.h"
 
@@ -17,7 +18,7 @@ constexpr double kEta = 1.66027e5;    // Angstrom cal/mol, Born constant
 constexpr double kRadiusH = 3.082;    // Angstrom, conventional effective radius term of H+
 constexpr double kBarPerMPa = 10.0;
 constexpr double kGramPerCm3 = 1000.0;  // kg/m3
-constexpr double kCelsiusOffset = 273.15;
+using thermo::kCelsiusOffset;
 constexpr double kStepT = 0.05;       // K, central differences of g in T
 constexpr double kStepP = 1e-3;       // relative, central differences of g in P
 

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "thermo/constants.h"
 #include "thermo/lookup.h"
 #include "thermo/species_data.h"
 
@@ -23,8 +24,8 @@ inline constexpr std::string_view kIniName = "CELL.INI";
 inline constexpr std::string_view kAnode = "Anode";
 inline constexpr std::string_view kCathode = "Cathode";
 inline constexpr double kFaraday = 96485.33212;       ///< C/mol, CODATA 2018
-inline constexpr double kGasConstant = 8.314462618;   ///< J/(mol K), CODATA 2018
-inline constexpr double kKcalToKj = 4.184;
+inline constexpr double kGasConstant = thermo::kMolarGasConstant;  ///< J/(mol K)
+inline constexpr double kKcalToKj = thermo::kCalToJ;  ///< kJ per kcal
 
 struct CellSpecies {
   std::string name;

@@ -9,6 +9,7 @@
 #include "cli/commands.h"
 #include "cli/predom_report.h"
 #include "diagrams/eph_setup.h"
+#include "thermo/constants.h"
 #include "diagrams/lpp_file.h"
 #include "diagrams/picture.h"
 #include "diagrams/render_process.h"
@@ -192,7 +193,7 @@ int RunEphNew(const EphNewOptions& o) {
     thermo::SpeciesData sp = read(name);
     if (sp.ranges.empty()) return Fail(fmt::format("The Specie: {} is not in the database.", name));
     std::vector<double> g;
-    for (size_t i = 0; i < s.temperatures.size(); ++i) g.push_back(thermo::CalcSpeciesAtT(sp, s.Kelvin(i)).g * 4.184 / 1000);
+    for (size_t i = 0; i < s.temperatures.size(); ++i) g.push_back(thermo::CalcSpeciesAtT(sp, s.Kelvin(i)).g * thermo::kCalToJ / 1000);
     s.species_g.push_back(g);
   }
   if (std::string e = ValidateIep(s); !e.empty()) return Fail(e);

@@ -5,13 +5,14 @@
 #include <cmath>
 
 #include "cli/commands.h"
+#include "thermo/constants.h"
 #include "water/iapws95.h"
 
 namespace zyl::cli {
 
 namespace {
 
-constexpr double kCelsiusOffset = 273.15;  // K
+using thermo::kCelsiusOffset;
 constexpr double kBarPerMPa = 10.0;
 constexpr double kAtmPerMPa = 1.0 / 0.101325;
 constexpr double kMicroPerUnit = 1e6;  // Pa s -> µPa s

@@ -5,13 +5,14 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "thermo/constants.h"
 #include "thermo/formula.h"
 
 namespace zyl::diagrams {
 namespace {
 
 constexpr double kLn10 = 2.302585092994046;
-constexpr double kCalToJoule = 4.184;
+constexpr double kCalToJoule = thermo::kCalToJ;
 /// Fields smaller than this share of the axis box are numerical slivers of a boundary.
 constexpr double kMinAreaShare = 1e-10;
 /// Two planes closer than this (J/mol over the box) are the same plane.

@@ -25,12 +25,13 @@
 #include <string>
 #include <vector>
 
+#include "thermo/constants.h"
 #include "thermo/species_data.h"
 
 namespace zyl::diagrams {
 
 inline constexpr double kFaraday = 96485.33212;     ///< C/mol
-inline constexpr double kGasConstantExact = 8.314462618;  ///< J/(mol K)
+inline constexpr double kGasConstantExact = thermo::kMolarGasConstant;  ///< J/(mol K)
 
 inline constexpr double kDefaultEhMin = -2, kDefaultEhMax = 2;  ///< V
 inline constexpr double kDefaultPhMin = 0, kDefaultPhMax = 14;

@@ -24,6 +24,8 @@
 #include <string_view>
 #include <vector>
 
+#include "thermo/constants.h"
+
 namespace zyl::diagrams {
 
 inline constexpr std::string_view kIepHeader = "Eh - pH - Diagram 4.0 ' = Diagram type";
@@ -49,7 +51,7 @@ struct IepSetup {
   std::vector<std::string> species;
   std::vector<std::vector<double>> species_g;  ///< kJ/mol per temperature, as written (may be empty)
 
-  double Kelvin(size_t i) const { return celsius ? temperatures[i] + 273.15 : temperatures[i]; }
+  double Kelvin(size_t i) const { return celsius ? temperatures[i] + thermo::kCelsiusOffset : temperatures[i]; }
 };
 
 /// The checks of the save command, in order; empty when the set-up can be written.

@@ -9,11 +9,12 @@
 #include <nlohmann/json.hpp>
 
 #include "equilibrium/gibbs_solver.h"
+#include "thermo/constants.h"
 #include "thermo/lookup.h"
 
 namespace zyl::equilibrium {
 
-inline constexpr double kGasConstantJ = 8.31446261815324;  ///< J/(mol K)
+inline constexpr double kGasConstantJ = thermo::kMolarGasConstant;  ///< J/(mol K)
 inline constexpr double kAtmPerBar = 1.0 / 1.01325;        ///< atm per bar
 
 enum class PhaseType { Gas, Solution, Aqueous, Pure };

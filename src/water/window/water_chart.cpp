@@ -6,12 +6,13 @@
 #include <cmath>
 
 #include "platform/window/xy_plot.h"
+#include "thermo/constants.h"
 #include "water/tables.h"
 
 namespace zyl::water::window {
 
 namespace {
-constexpr double kCelsiusOffset = 273.15;
+using thermo::kCelsiusOffset;
 // Isobars drawn, MPa.
 constexpr double kIsobars[] = {0.001, 0.01, 0.1, 1.0, 5.0, 22.064, 50.0, 100.0};
 constexpr double kChartTMax = 1073.15;  // K

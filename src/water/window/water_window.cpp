@@ -19,6 +19,7 @@
 
 #include "platform/window/dialogs.h"
 #include "platform/window/grid.h"
+#include "thermo/constants.h"
 #include "water/iapws95.h"
 #include "water/tables.h"
 #include "water/window/water_chart.h"
@@ -27,7 +28,7 @@ namespace zyl::water::window {
 
 namespace {
 
-constexpr double kCelsiusOffset = 273.15;  // K
+using thermo::kCelsiusOffset;
 constexpr double kBarPerMPa = 10.0;
 constexpr double kMPaPerAtm = 0.101325;
 constexpr double kMolPerKg = 1000.0 / kMolarMass;
