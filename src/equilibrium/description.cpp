@@ -176,6 +176,17 @@ nlohmann::ordered_json DescriptionJson(const Description& d) {
   return j;
 }
 
+int AddMixturePhase(GibbsProblem& pr, const DescPhase& ph) {
+  const int index = static_cast<int>(pr.phases.size());
+  if (ph.type != PhaseType::Pure) {
+    const MixtureKind kind = ph.type == PhaseType::Gas        ? MixtureKind::Gas
+                             : ph.type == PhaseType::Aqueous ? MixtureKind::Aqueous
+                                                              : MixtureKind::Solution;
+    pr.phases.push_back({ph.name, kind, -1});
+  }
+  return index;
+}
+
 PreparedSystem Prepare(const Description& d, const thermo::SpeciesDatabases& dbs) {
   PreparedSystem sys;
   const double p_atm = d.bar ? d.P * kAtmPerBar : d.P;
@@ -187,13 +198,7 @@ PreparedSystem Prepare(const Description& d, const thermo::SpeciesDatabases& dbs
   pr.pressure = p_atm;  // G° values refer to 1 atm
   for (size_t pi = 0; pi < d.phases.size(); ++pi) {
     const auto& ph = d.phases[pi];
-    const int mixture = static_cast<int>(pr.phases.size());
-    if (ph.type != PhaseType::Pure) {
-      const MixtureKind kind = ph.type == PhaseType::Gas        ? MixtureKind::Gas
-                               : ph.type == PhaseType::Aqueous ? MixtureKind::Aqueous
-                                                                : MixtureKind::Solution;
-      pr.phases.push_back({ph.name, kind, -1});
-    }
+    const int mixture = AddMixturePhase(pr, ph);
     for (size_t si = 0; si < ph.species.size(); ++si) {
       const auto& name = ph.species[si].name;
       auto loc = thermo::FindSpecies(name, dbs);

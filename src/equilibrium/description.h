@@ -124,6 +124,9 @@ struct PreparedSystem {
   bool ok() const { return error.empty(); }
 };
 
+/// Adds the mixture phase of `ph` to the problem (nothing for a pure phase); returns the phase index
+/// its species take when it is a mixture.
+int AddMixturePhase(GibbsProblem& pr, const DescPhase& ph);
 PreparedSystem Prepare(const Description& d, const thermo::SpeciesDatabases& dbs);
 /// The same from the species' embedded data (every species must carry it); no database lookup.
 PreparedSystem PrepareEmbedded(const Description& d);

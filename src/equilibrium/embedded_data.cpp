@@ -78,13 +78,7 @@ PreparedSystem PrepareEmbedded(const Description& d) {
   };
   for (size_t pi = 0; pi < d.phases.size(); ++pi) {
     const auto& ph = d.phases[pi];
-    const int mixture = static_cast<int>(pr.phases.size());
-    if (ph.type != PhaseType::Pure) {
-      const MixtureKind kind = ph.type == PhaseType::Gas        ? MixtureKind::Gas
-                               : ph.type == PhaseType::Aqueous ? MixtureKind::Aqueous
-                                                                : MixtureKind::Solution;
-      pr.phases.push_back({ph.name, kind, -1});
-    }
+    const int mixture = AddMixturePhase(pr, ph);
     for (size_t si = 0; si < ph.species.size(); ++si) {
       const auto& sp = ph.species[si];
       if (!sp.data || sp.data->gibbs.empty() || sp.data->formula.empty()) {
