@@ -109,7 +109,7 @@ void ZylEpH::BuildUi() {
   TextPres = NewField(lC, 1, tr("log pressure of gases (bar)"), "TextPres", "0");
   TabOther = new QTableWidget(0, 3, gC);
   TabOther->setObjectName("TabOther");
-  TabOther->setHorizontalHeaderLabels({tr("Other element"), tr("log activity"), tr("log pressure (bar)")});
+  TabOther->setHorizontalHeaderLabels({tr("Other element"), tr("log activity"), tr("log p (bar)")});
   TabOther->horizontalHeader()->setSectionResizeMode(QHeaderView::Stretch);
   TabOther->verticalHeader()->hide();
   TabOther->setMaximumHeight(120);
