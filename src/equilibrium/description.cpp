@@ -18,15 +18,6 @@ using Json = nlohmann::json;
 constexpr int kMaxTemperatures = 10000;
 constexpr double kCelsiusOffset = thermo::kCelsiusOffset;
 
-bool ParsePhaseType(const std::string& s, PhaseType& t) {
-  if (s == "gas") t = PhaseType::Gas;
-  else if (s == "solution") t = PhaseType::Solution;
-  else if (s == "aqueous") t = PhaseType::Aqueous;
-  else if (s == "pure") t = PhaseType::Pure;
-  else return false;
-  return true;
-}
-
 // Number at key (or the fallback when absent); false with an error when present but not a number.
 bool Number(const Json& j, const char* key, double& out, std::string& error) {
   auto it = j.find(key);
@@ -53,6 +44,15 @@ const char* PhaseTypeText(PhaseType t) {
     case PhaseType::Pure: return "pure";
   }
   return "gas";
+}
+
+bool PhaseTypeFromText(std::string_view text, PhaseType& t) {
+  for (PhaseType c : {PhaseType::Gas, PhaseType::Solution, PhaseType::Aqueous, PhaseType::Pure})
+    if (text == PhaseTypeText(c)) {
+      t = c;
+      return true;
+    }
+  return false;
 }
 
 DescriptionRead ParseDescription(const std::string& text) {
@@ -112,7 +112,7 @@ DescriptionRead ParseDescription(const std::string& text) {
       if (!p["type"].is_string()) type = "?";
       else type = p["type"].get<std::string>();
     }
-    if (!ParsePhaseType(type, ph.type)) {
+    if (!PhaseTypeFromText(type, ph.type)) {
       r.error = "Phase " + ph.name + ": \"type\" must be gas, solution, aqueous or pure.";
       return r;
     }

@@ -4,6 +4,7 @@
 #include <array>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -75,6 +76,8 @@ struct DescriptionRead {
 DescriptionRead ParseDescription(const std::string& text);
 nlohmann::ordered_json DescriptionJson(const Description& d);
 const char* PhaseTypeText(PhaseType t);
+/// The type named by its text ("gas", "solution", "aqueous", "pure"); false for any other text.
+bool PhaseTypeFromText(std::string_view text, PhaseType& t);
 
 struct SpeciesResult {
   std::string name;

@@ -569,15 +569,6 @@ bool ParseNumber(const std::string& tok, double& v) {
   return end && *end == '\0' && std::isfinite(v);
 }
 
-bool ParseTypeText(const std::string& s, PhaseType& t) {
-  for (PhaseType c : {PhaseType::Gas, PhaseType::Solution, PhaseType::Aqueous, PhaseType::Pure})
-    if (s == PhaseTypeText(c)) {
-      t = c;
-      return true;
-    }
-  return false;
-}
-
 DescriptionRead ReadKeywordText(const std::string& text, const char* magic) {
   DescriptionRead r;
   const auto lines = Lines(text);
@@ -615,7 +606,7 @@ DescriptionRead ReadKeywordText(const std::string& text, const char* magic) {
       std::getline(in, name);
       name = platform::Trim(name);
       DescPhase ph;
-      if (!ParseTypeText(type, ph.type) || name.empty())
+      if (!PhaseTypeFromText(type, ph.type) || name.empty())
         return fail(i, "expected PHASE gas|solution|aqueous|pure <name>.");
       ph.name = name;
       r.desc.phases.push_back(std::move(ph));

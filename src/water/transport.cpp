@@ -85,19 +85,24 @@ double ViscosityEnhancement(double xi) {
   return std::exp(kXMu * Y);
 }
 
+/// Sum over i, j of t[i][j] x^i y^j, the residual terms of both releases.
+template <size_t N, size_t M>
+double ResidualSum(const double (&t)[N][M], double x, double y) {
+  double sum = 0, x_pow = 1;
+  for (const auto& row : t) {
+    double inner = 0;
+    for (size_t j = M; j-- > 0;) inner = inner * y + row[j];
+    sum += x_pow * inner;
+    x_pow *= x;
+  }
+  return sum;
+}
+
 ViscosityTerms ViscosityFactors(const State& s, double xi) {
   const double Tbar = s.T / kTc, rhobar = s.rho / kRhoc;
   ViscosityTerms o;
   o.mu0 = 100 * std::sqrt(Tbar) / (kH0[0] + kH0[1] / Tbar + kH0[2] / (Tbar * Tbar) + kH0[3] / (Tbar * Tbar * Tbar));
-  const double x = 1 / Tbar - 1, y = rhobar - 1;
-  double sum = 0, x_pow = 1;
-  for (const auto& row : kH1) {
-    double inner = 0;
-    for (int j = 6; j >= 0; --j) inner = inner * y + row[j];
-    sum += x_pow * inner;
-    x_pow *= x;
-  }
-  o.mu1 = std::exp(rhobar * sum);
+  o.mu1 = std::exp(rhobar * ResidualSum(kH1, 1 / Tbar - 1, rhobar - 1));
   o.mu2 = ViscosityEnhancement(xi);
   return o;
 }
@@ -108,15 +113,7 @@ ConductivityTerms ConductivityFactors(const State& s, double xi, double mubar) {
   double den = 0;
   for (int k = 4; k >= 0; --k) den = den / Tbar + kL0[k];
   o.lambda0 = std::sqrt(Tbar) / den;
-  const double x = 1 / Tbar - 1, y = rhobar - 1;
-  double sum = 0, x_pow = 1;
-  for (const auto& row : kL1) {
-    double inner = 0;
-    for (int j = 5; j >= 0; --j) inner = inner * y + row[j];
-    sum += x_pow * inner;
-    x_pow *= x;
-  }
-  o.lambda1 = std::exp(rhobar * sum);
+  o.lambda1 = std::exp(rhobar * ResidualSum(kL1, 1 / Tbar - 1, rhobar - 1));
   const double yq = kQdCond * xi;
   if (yq < kYMin) return o;
   double cpbar = s.cp / kR;

@@ -30,15 +30,6 @@ namespace {
 constexpr const char* kTitle = "Equilibrium Calculations ";
 constexpr int kNameCol = 0, kTypeCol = 1, kFirstAmountCol = 2;
 
-bool TypeFromText(const std::string& text, PhaseType& t) {
-  for (PhaseType c : {PhaseType::Gas, PhaseType::Solution, PhaseType::Aqueous, PhaseType::Pure})
-    if (text == PhaseTypeText(c)) {
-      t = c;
-      return true;
-    }
-  return false;
-}
-
 }  // namespace
 
 std::function<void(QWidget*, const QString&)> GibEdit::ShowSolverRun = ShowSolGasM;
@@ -118,7 +109,7 @@ Sheet GetSheet(const platform::Workbook& book) {
     const std::string type = platform::Trim(sh.DisplayText(row, kTypeCol));
     if (r.name.empty() && type.empty()) {
       r.kind = SheetRowKind::Empty;
-    } else if (TypeFromText(type, r.type)) {
+    } else if (PhaseTypeFromText(type, r.type)) {
       r.kind = SheetRowKind::Phase;
     } else {
       r.kind = SheetRowKind::Species;

@@ -31,15 +31,6 @@ constexpr double kGramsPerKg = 1000.0;
 constexpr const char* kAmountFormat = "0.0000E+00";
 constexpr int kSeriesFirstRow = 1;  ///< first data row of the series sheet (row 0: headers)
 
-bool ParsePhaseType(const std::string& text, PhaseType* type) {
-  for (PhaseType t : {PhaseType::Gas, PhaseType::Solution, PhaseType::Aqueous, PhaseType::Pure})
-    if (text == PhaseTypeText(t)) {
-      *type = t;
-      return true;
-    }
-  return false;
-}
-
 double Number(const nlohmann::json& j, const char* key, std::string* error) {
   auto it = j.find(key);
   if (it == j.end() || !it->is_number()) {
@@ -109,7 +100,7 @@ ResultRead ParseResultJson(const std::string& text) {
       }
       PhaseResult ph;
       ph.name = Text(jph, "name", &err);
-      if (!ParsePhaseType(Text(jph, "type", &err), &ph.type) && err.empty())
+      if (!PhaseTypeFromText(Text(jph, "type", &err), ph.type) && err.empty())
         err = "Phase " + ph.name + " has an unknown type.";
       ph.amount = Number(jph, "amount", &err);
       auto stable = jph.find("stable");
