@@ -9,11 +9,10 @@
 #include <cmath>
 #include <filesystem>
 
+#include "common/shipped_db.h"
 #include "diagrams/eph.h"
 #include "diagrams/eph_setup.h"
 #include "reactions/reaction.h"
-#include "thermo/lookup.h"
-#include "thermo/species_db.h"
 
 namespace zyl::diagrams {
 namespace {
@@ -21,17 +20,9 @@ namespace {
 constexpr double kSlope25 = 0.0591597;  ///< ln10 RT/F at 298.15 K, V
 constexpr double kLogCu = -6, kLogS = -3;
 
-class EphSecondaryTest : public ::testing::Test {
+class EphSecondaryTest : public zyl::testing::ShippedDbTest {
  protected:
-  static void SetUpTestSuite() {
-    std::string error;
-    dbs_.main = thermo::OpenSpeciesDb(std::filesystem::path(ZYL_SOURCE_DATA_DIR) / "Databases" / "MainDB6.ZYL",
-                                      nullptr, false, &error);
-    ASSERT_TRUE(dbs_.main) << error;
-  }
-  static thermo::SpeciesData Read(const std::string& name) {
-    return thermo::ReadSpeciesData(thermo::FindSpecies(name, dbs_), name);
-  }
+  static thermo::SpeciesData Read(const std::string& name) { return Data(name); }
   /// Cu-S-H2O with textbook species, a(Cu) = 1e-6, a(S) = 1e-3.
   static EphDiagram CopperSulfur() {
     EphInput in;
@@ -48,11 +39,10 @@ class EphSecondaryTest : public ::testing::Test {
   static double DeltaG(std::string_view equation) {
     reactions::ReactionOptions o;
     o.T1 = o.T2 = 25;
-    reactions::ReactionTable t = reactions::CalcReaction(equation, o, dbs_);
+    reactions::ReactionTable t = reactions::CalcReaction(equation, o, *dbs_);
     EXPECT_TRUE(t.ok()) << equation << ": " << t.error;
     return t.rows.empty() ? NAN : t.rows[0].DeltaG * 4.184;
   }
-  static inline thermo::SpeciesDatabases dbs_;
 };
 
 /// The area holding the point.

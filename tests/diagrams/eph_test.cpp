@@ -6,31 +6,21 @@
 #include <cmath>
 #include <filesystem>
 
+#include "common/shipped_db.h"
 #include "diagrams/eph.h"
 #include "diagrams/eph_setup.h"
-#include "thermo/lookup.h"
-#include "thermo/species_db.h"
 
 namespace zyl::diagrams {
 namespace {
 
-class EphTest : public ::testing::Test {
+class EphTest : public zyl::testing::ShippedDbTest {
  protected:
-  static void SetUpTestSuite() {
-    std::string error;
-    dbs_.main = thermo::OpenSpeciesDb(std::filesystem::path(ZYL_SOURCE_DATA_DIR) / "Databases" / "MainDB6.ZYL",
-                                      nullptr, false, &error);
-    ASSERT_TRUE(dbs_.main) << error;
-  }
-  static thermo::SpeciesData Read(const std::string& name) {
-    return thermo::ReadSpeciesData(thermo::FindSpecies(name, dbs_), name);
-  }
+  static thermo::SpeciesData Read(const std::string& name) { return Data(name); }
   static EphDiagram Compute(const EphInput& in) {
     EphDiagram d = ComputeEph(in, Read);
     EXPECT_EQ(d.error, "");
     return d;
   }
-  static inline thermo::SpeciesDatabases dbs_;
 };
 
 /// The species whose field holds the point ("" when none).

@@ -1,14 +1,12 @@
 // `zyl equilibrium convert` and the solver programs reading the converted files.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
-#include <sstream>
-#include "common/temp_dir.h"
+
+#include "program_fixture.h"
 
 namespace {
 
@@ -16,27 +14,9 @@ namespace fs = std::filesystem;
 
 using zyl::testing::ReadWholeFile;
 
-class ConvertCli : public ::testing::Test {
+class ConvertCli : public zyl::testing::ProgramFixture {
  protected:
-  void SetUp() override {
-    dir_ = fs::temp_directory_path() / ("zyl_conv_" + std::to_string(::getpid()));
-    fs::create_directories(dir_);
-    fs::copy_file(fs::path(ZYL_SOURCE_DATA_DIR) / "Gibbs" / "h2-air-3000K.json", dir_ / "in.json",
-                  fs::copy_options::overwrite_existing);
-  }
-  void TearDown() override { fs::remove_all(dir_); }
-  // Exit status, stdout, stderr; status -2 when the program is not built.
-  std::tuple<int, std::string, std::string> Exec(const std::string& program, const std::string& args) {
-    const fs::path exe = fs::path(ZYL_BIN_DIR) / program;
-    if (!fs::exists(exe)) return {-2, "", program + " not built"};
-    const std::string db = (fs::path(ZYL_SOURCE_DATA_DIR) / "Databases" / "MainDB6.ZYL").string();
-    const std::string cmd = "'" + exe.string() + "' " + args + " --main-db '" + db + "' >'" + (dir_ / "o").string() +
-                            "' 2>'" + (dir_ / "e").string() + "'";
-    const int rc = std::system(cmd.c_str());
-    return {WIFEXITED(rc) ? WEXITSTATUS(rc) : -1, ReadWholeFile(dir_ / "o"), ReadWholeFile(dir_ / "e")};
-  }
-  std::string P(const std::string& name) const { return "'" + (dir_ / name).string() + "'"; }
-  fs::path dir_;
+  void SetUp() override { CopyExample("h2-air-3000K.json", "in.json"); }
 };
 
 TEST_F(ConvertCli, EveryFormatWrittenAndTheReadableOnesSolvedAlike) {

@@ -1,14 +1,12 @@
 // `zyl equilibrium` and `zyl-gibbs` end to end on the H2/air example: the JSON keys, the result
 // file and "READY", and failures with a message and a non-zero exit.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
-#include <sstream>
-#include "common/temp_dir.h"
+
+#include "program_fixture.h"
 
 namespace {
 
@@ -16,30 +14,9 @@ namespace fs = std::filesystem;
 
 using zyl::testing::ReadWholeFile;
 
-struct RunResult {
-  int status = -1;
-  std::string out, err;
-};
-
-class Programs : public ::testing::Test {
+class Programs : public zyl::testing::ProgramFixture {
  protected:
-  void SetUp() override {
-    dir_ = fs::temp_directory_path() / ("zyl_eq_" + std::to_string(::getpid()));
-    fs::create_directories(dir_);
-    fs::copy_file(fs::path(ZYL_SOURCE_DATA_DIR) / "Gibbs" / "h2-air-3000K.json", dir_ / "INPUT.json",
-                  fs::copy_options::overwrite_existing);
-  }
-  void TearDown() override { fs::remove_all(dir_); }
-  RunResult Exec(const std::string& program, const std::string& args) {
-    const fs::path exe = fs::path(ZYL_BIN_DIR) / program;
-    if (!fs::exists(exe)) return {-2, "", program + " not built"};
-    const std::string db = (fs::path(ZYL_SOURCE_DATA_DIR) / "Databases" / "MainDB6.ZYL").string();
-    const std::string cmd = "'" + exe.string() + "' " + args + " --main-db '" + db + "' >'" + (dir_ / "o").string() +
-                            "' 2>'" + (dir_ / "e").string() + "'";
-    const int rc = std::system(cmd.c_str());
-    return {WIFEXITED(rc) ? WEXITSTATUS(rc) : -1, ReadWholeFile(dir_ / "o"), ReadWholeFile(dir_ / "e")};
-  }
-  fs::path dir_;
+  void SetUp() override { CopyExample("h2-air-3000K.json", "INPUT.json"); }
 };
 
 TEST_F(Programs, ZylEquilibriumJsonAndGibbsResultFileAgree) {
@@ -64,8 +41,7 @@ TEST_F(Programs, ZylEquilibriumJsonAndGibbsResultFileAgree) {
 
 // The aqueous example: zyl-gibbs writes the result and "READY"; CO2(a) carries its molality.
 TEST_F(Programs, GibbsSolvesAqueousExample) {
-  fs::copy_file(fs::path(ZYL_SOURCE_DATA_DIR) / "Gibbs" / "co2-water-25C.json", dir_ / "AQ.json",
-                fs::copy_options::overwrite_existing);
+  CopyExample("co2-water-25C.json", "AQ.json");
   auto g = Exec("zyl-gibbs", "'" + (dir_ / "AQ.json").string() + "'");
   if (g.status == -2) GTEST_SKIP() << g.err;
   ASSERT_EQ(g.status, 0) << g.err;
